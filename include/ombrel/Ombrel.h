@@ -1,0 +1,20 @@
+// Ombrel: the whole public API of the library (namespace Kivo).
+#pragma once
+
+#include <ombrel/Export.h>
+
+// Core containers and memory
+#include <ombrel/math/BaseVector.h>
+#include <ombrel/math/Checksum.h>
+#include <ombrel/math/KivoException.h>
+#include <ombrel/math/Memory.h>
+#include <ombrel/math/Types.h>
+
+// Instrumentation
+#include <ombrel/infra/Timer.h>
+#include <ombrel/infra/UnitTestRecorder.h>
+
+namespace Kivo {
+/// Library version as "major.minor.patch".
+OMBREL_API const char* OmbrelVersion();
+}  // namespace Kivo

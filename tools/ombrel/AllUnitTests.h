@@ -1,0 +1,29 @@
+// Every class's static UnitTest, run in one recorder. Shared by `ombrel selftest` and the test
+// suite, so a class added here is checked in both places.
+#pragma once
+
+#include <ombrel/Ombrel.h>
+
+namespace ombrel_tool {
+
+inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
+    using namespace Kivo;
+    bool ok = true;
+    // Core containers and memory
+    ok &= Checksum::UnitTest(r);
+    ok &= BaseVector<unsigned char>::UnitTest(r);
+    ok &= BaseVector<short>::UnitTest(r);
+    ok &= BaseVector<int>::UnitTest(r);
+    ok &= BaseVector<unsigned int>::UnitTest(r);
+    ok &= BaseVector<float>::UnitTest(r);
+    ok &= BaseVector<double>::UnitTest(r);
+    ok &= BaseVector<Cplx32>::UnitTest(r);
+    ok &= BaseVector<Cplx64>::UnitTest(r);
+    // Instrumentation
+    ok &= KivoTimer::UnitTest(r);
+    ok &= KivoTimer2::UnitTest(r);
+    ok &= UnitTestRecorder::UnitTest(r);
+    return ok;
+}
+
+}  // namespace ombrel_tool
