@@ -63,7 +63,7 @@ void BM_StreamScaleInPlace(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_StreamCopy)->Unit(benchmark::kMillisecond)->MinTime(1.0);
-BENCHMARK(BM_StreamTriad)->Unit(benchmark::kMillisecond)->MinTime(1.0);
-BENCHMARK(BM_StreamScaleInPlace)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+BENCHMARK(BM_StreamCopy)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StreamTriad)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_StreamScaleInPlace)->Unit(benchmark::kMillisecond);
 BENCHMARK_MAIN();
