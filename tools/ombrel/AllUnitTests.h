@@ -19,6 +19,10 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= BaseVector<double>::UnitTest(r);
     ok &= BaseVector<Cplx32>::UnitTest(r);
     ok &= BaseVector<Cplx64>::UnitTest(r);
+    ok &= VecReal32::UnitTest(r);
+    ok &= VecReal64::UnitTest(r);
+    ok &= VecCplx32::UnitTest(r);
+    ok &= VecCplx64::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
