@@ -23,6 +23,11 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= VecReal64::UnitTest(r);
     ok &= VecCplx32::UnitTest(r);
     ok &= VecCplx64::UnitTest(r);
+    ok &= VecInt16::UnitTest(r);
+    ok &= VecInt32::UnitTest(r);
+    ok &= VecUInt8::UnitTest(r);
+    ok &= VecUInt32::UnitTest(r);
+    ok &= BitVector::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
