@@ -19,6 +19,11 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= BaseVector<double>::UnitTest(r);
     ok &= BaseVector<Cplx32>::UnitTest(r);
     ok &= BaseVector<Cplx64>::UnitTest(r);
+    ok &= BaseMatrix<float>::UnitTest(r);
+    ok &= BaseMatrix<double>::UnitTest(r);
+    ok &= MatReal32::UnitTest(r);
+    ok &= MatReal64::UnitTest(r);
+    ok &= Complex::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
