@@ -117,6 +117,24 @@ void BaseMatrix<T>::AllocRowTable(int count) {
 }
 
 template <typename T>
+void BaseMatrix<T>::AllocBlock(T* (*allocate)(int), int n) {
+    if (n <= 0) return;
+    buffer = allocate(n);
+    if (!buffer) KIVO_THROW(KIVO_MEMORY_ALLOC_ERROR);
+    AllocRowTable(nRows);
+}
+
+template <typename T>
+void BaseMatrix<T>::ImportRow(int i, const T* src, int n) {
+    long long offset = 0;
+    if (i >= 0) {
+        if (i >= nRows) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
+        offset = static_cast<long long>(i) * nCols;
+    }
+    CopyIn(src, n, offset);
+}
+
+template <typename T>
 void BaseMatrix<T>::Create(int r, int c) {
     const long long n = ShapeCount(r, c);
     if (n < 0) KIVO_THROW(KIVO_MEMORY_ALLOC_ERROR);
@@ -357,88 +375,78 @@ void BaseMatrix<T>::Print(int n) const {
 // ---------------------------------------------------------------------------------------------
 // MatReal32 and MatReal64: thin typed fronts over the shared work above.
 
-#define OMBREL_DEFINE_MATRIX(Mat, T, Vec, AllocFn)                         \
-    Mat::Mat() : BaseMatrix<T>() {}                                        \
-    Mat::Mat(int r, int c) : BaseMatrix<T>() {                             \
-        Create(r, c);                                                      \
-    }                                                                      \
-    Mat::Mat(const Mat& other) : BaseMatrix<T>() {                         \
-        CopyConstruct(other);                                              \
-    }                                                                      \
-    Mat& Mat::operator=(const Mat& other) {                                \
-        if (this != &other) {                                              \
-            Mat copy(other);                                               \
-            Swap(copy);                                                    \
-        }                                                                  \
-        return *this;                                                      \
-    }                                                                      \
-    Mat::~Mat() = default;                                                 \
-    void Mat::Alloc(int n) {                                               \
-        if (n <= 0) return;                                                \
-        buffer = AllocFn(n);                                               \
-        if (!buffer) KIVO_THROW(KIVO_MEMORY_ALLOC_ERROR);                  \
-        AllocRowTable(nRows);                                              \
-    }                                                                      \
-    void Mat::Import(const Vec& v) {                                       \
-        const int n = v.GetSize();                                         \
-        if (n <= 0) return;                                                \
-        if (n > capacity) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);        \
-        CopyIn(ViewOf(v), n, 0);                                           \
-    }                                                                      \
-    void Mat::Import(int i, const Vec& v) {                                \
-        if (i < 0 || i >= nRows) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER); \
-        const int n = v.GetSize();                                         \
-        if (n <= 0) return;                                                \
-        const long long offset = static_cast<long long>(i) * nCols;        \
-        CopyIn(ViewOf(v), n, offset);                                      \
-    }                                                                      \
-    void Mat::Import(const T* src, int r, int c) {                         \
-        Resize(r, c);                                                      \
-        CopyIn(src, r* c, 0);                                              \
-    }                                                                      \
-    void Mat::Export(T* dst, int n) const {                                \
-        CopyOut(dst, n);                                                   \
-    }                                                                      \
-    Mat& Mat::Add(const Mat& other) {                                      \
-        Combine(other, ElementOp::Add);                                    \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Sub(const Mat& other) {                                      \
-        Combine(other, ElementOp::Sub);                                    \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::DotMul(const Mat& other) {                                   \
-        Combine(other, ElementOp::Mul);                                    \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Div(const Mat& other) {                                      \
-        Combine(other, ElementOp::Div);                                    \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Add(const T& value) {                                        \
-        CombineConst(value, ElementOp::Add);                               \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Sub(const T& value) {                                        \
-        CombineConst(value, ElementOp::Sub);                               \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Mul(const T& value) {                                        \
-        CombineConst(value, ElementOp::Mul);                               \
-        return *this;                                                      \
-    }                                                                      \
-    Mat& Mat::Div(const T& value) {                                        \
-        CombineConst(value, ElementOp::Div);                               \
-        return *this;                                                      \
-    }                                                                      \
-    bool Mat::IsEqual(const Mat& other, float tolerance) const {           \
-        return EqualTo(other, tolerance);                                  \
-    }                                                                      \
-    void Mat::Dump(const char* path) const {                               \
-        DumpToFile(path);                                                  \
-    }                                                                      \
-    void Mat::Dump(int n) const {                                          \
-        Print(n);                                                          \
+#define OMBREL_DEFINE_MATRIX(Mat, T, Vec, AllocFn)               \
+    Mat::Mat() : BaseMatrix<T>() {}                              \
+    Mat::Mat(int r, int c) : BaseMatrix<T>() {                   \
+        Create(r, c);                                            \
+    }                                                            \
+    Mat::Mat(const Mat& other) : BaseMatrix<T>() {               \
+        CopyConstruct(other);                                    \
+    }                                                            \
+    Mat& Mat::operator=(const Mat& other) {                      \
+        if (this != &other) {                                    \
+            Mat copy(other);                                     \
+            Swap(copy);                                          \
+        }                                                        \
+        return *this;                                            \
+    }                                                            \
+    Mat::~Mat() = default;                                       \
+    void Mat::Alloc(int n) {                                     \
+        AllocBlock(AllocFn, n);                                  \
+    }                                                            \
+    void Mat::Import(const Vec& v) {                             \
+        ImportRow(-1, ViewOf(v), v.GetSize());                   \
+    }                                                            \
+    void Mat::Import(int i, const Vec& v) {                      \
+        ImportRow(i, ViewOf(v), v.GetSize());                    \
+    }                                                            \
+    void Mat::Import(const T* src, int r, int c) {               \
+        Resize(r, c);                                            \
+        CopyIn(src, r* c, 0);                                    \
+    }                                                            \
+    void Mat::Export(T* dst, int n) const {                      \
+        CopyOut(dst, n);                                         \
+    }                                                            \
+    Mat& Mat::Add(const Mat& other) {                            \
+        Combine(other, ElementOp::Add);                          \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Sub(const Mat& other) {                            \
+        Combine(other, ElementOp::Sub);                          \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::DotMul(const Mat& other) {                         \
+        Combine(other, ElementOp::Mul);                          \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Div(const Mat& other) {                            \
+        Combine(other, ElementOp::Div);                          \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Add(const T& value) {                              \
+        CombineConst(value, ElementOp::Add);                     \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Sub(const T& value) {                              \
+        CombineConst(value, ElementOp::Sub);                     \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Mul(const T& value) {                              \
+        CombineConst(value, ElementOp::Mul);                     \
+        return *this;                                            \
+    }                                                            \
+    Mat& Mat::Div(const T& value) {                              \
+        CombineConst(value, ElementOp::Div);                     \
+        return *this;                                            \
+    }                                                            \
+    bool Mat::IsEqual(const Mat& other, float tolerance) const { \
+        return EqualTo(other, tolerance);                        \
+    }                                                            \
+    void Mat::Dump(const char* path) const {                     \
+        DumpToFile(path);                                        \
+    }                                                            \
+    void Mat::Dump(int n) const {                                \
+        Print(n);                                                \
     }
 
 OMBREL_DEFINE_MATRIX(MatReal32, float, VecReal32, KivoAllocReal32)
