@@ -28,6 +28,11 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= VecUInt8::UnitTest(r);
     ok &= VecUInt32::UnitTest(r);
     ok &= BitVector::UnitTest(r);
+    ok &= BaseMatrix<float>::UnitTest(r);
+    ok &= BaseMatrix<double>::UnitTest(r);
+    ok &= MatReal32::UnitTest(r);
+    ok &= MatReal64::UnitTest(r);
+    ok &= Complex::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
