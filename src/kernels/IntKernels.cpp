@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <climits>
 
-// The element-wise loops below are written so that g++ turns them into packed saturating
-// instructions; AVX2 and AVX-512BW (x86-64-v4) double and quadruple the lanes of the SSE2 baseline,
-// so they are cloned and picked once at load time by the ifunc resolver. Reductions stay
-// single-version: they are bound by memory bandwidth long before the lane count matters.
+// The element-wise loops and the 16-bit sum below are written so that g++ vectorises them (the
+// saturating ones widen to 32 bits, clamp and pack back); AVX2 and AVX-512BW (x86-64-v4) double
+// and quadruple the lanes of the SSE2 baseline, so they are cloned and picked once at load time
+// by the ifunc resolver. The extremes and the 32-bit sum stay single-version.
 // g++ 12 exports cloned functions of external linkage whatever -fvisibility says, so the clones
 // live in an anonymous namespace and the kernels below are thin forwarding functions: the
 // kernels stay out of the shared library's ABI.
@@ -111,19 +111,25 @@ void MulConstInPlace16s(short value, short* srcDst, int len) {
     MulConstInPlace16sLoop(value, srcDst, len);
 }
 
+namespace {
+
+// A 32-bit partial sum of at most 65536 samples cannot overflow (|x| <= 2^15), and the 32-bit
+// loop vectorises far better than a 64-bit one.
+KIVO_INT_CLONES int PartialSum16sLoop(const short* src, int len) {
+    int partial = 0;
+    for (int i = 0; i < len; ++i)
+        partial += src[i];
+    return partial;
+}
+
+}  // namespace
+
 void SumSfs16s(const short* src, int len, short* sum, int scaleFactor) {
     if (len <= 0) return;
-    // A 32-bit partial sum of at most 65536 samples cannot overflow (|x| <= 2^15), and the
-    // 32-bit inner loop vectorises far better than a 64-bit one.
     constexpr int kBlock = 65536;
     long long exact = 0;
-    for (int start = 0; start < len; start += kBlock) {
-        const int end = std::min(len, start + kBlock);
-        int partial = 0;
-        for (int i = start; i < end; ++i)
-            partial += src[i];
-        exact += partial;
-    }
+    for (int start = 0; start < len; start += kBlock)
+        exact += PartialSum16sLoop(src + start, std::min(kBlock, len - start));
     *sum = static_cast<short>(ScaleSaturate(exact, scaleFactor, SHRT_MIN, SHRT_MAX));
 }
 
