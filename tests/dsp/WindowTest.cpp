@@ -24,6 +24,10 @@
 namespace {
 std::atomic<long long> g_newCount{0};
 }
+// The pair takes its memory from malloc() and gives it back with free(); GCC cannot see that
+// pairing once the operators are inlined into their callers.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t n) {
     ++g_newCount;
     if (void* p = std::malloc(n ? n : 1)) return p;
@@ -36,14 +40,15 @@ void operator delete(void* p) noexcept {
     std::free(p);
 }
 void operator delete[](void* p) noexcept {
-    std::free(p);
+    operator delete(p);
 }
 void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
+    operator delete(p);
 }
 void operator delete[](void* p, std::size_t) noexcept {
-    std::free(p);
+    operator delete(p);
 }
+#pragma GCC diagnostic pop
 
 namespace {
 
@@ -319,12 +324,15 @@ TEST(Window, EveryShapeIsItsNormalisedClosedFormSymmetricWithUnitSum) {
             auto c = Coeffs(*w);
             ASSERT_EQ(static_cast<int>(c.size()), n);
             long double refSum = 0.0L, sum = 0.0L;
+            // The first half is the closed form; the second half is its mirror image (with the
+            // single-precision pi the raw closed form is not exactly symmetric by itself).
+            auto raw = [&](int i) { return sc.raw(i < (n + 1) / 2 ? i : n - 1 - i, n); };
             for (int i = 0; i < n; ++i)
-                refSum += sc.raw(i, n);
+                refSum += raw(i);
             for (int i = 0; i < n; ++i) {
                 sum += c[i];
                 EXPECT_EQ(c[i], c[n - 1 - i]) << sc.name << " n " << n << " i " << i;
-                const long double ref = sc.raw(i, n) / refSum;
+                const long double ref = raw(i) / refSum;
                 // float rounding of the raw value, of the sum and of the division
                 EXPECT_NEAR(c[i], ref, 4e-7L * fabsl(ref) + 1e-12L / n)
                     << sc.name << " n " << n << " i " << i;
