@@ -7,6 +7,7 @@
 
 #include "kernels/Error.h"
 #include "kernels/SelfTest.h"
+#include "kernels/VectorAccess.h"
 #include "kernels/WindowKernels.h"
 
 #include <cmath>
@@ -27,19 +28,12 @@ constexpr float kKaiserStandardBeta = 16.71f;
 constexpr float kKaiserNarrowRbw = 2.0859f;
 constexpr float kKaiserNarrowBeta = 14.6f;
 
-// The vectors expose their elements by reference only on non-const objects; the windows read
-// their inputs through these and never write them.
-float* Floats(VecReal32& v) {
-    return v.GetSize() > 0 ? &v[0] : nullptr;
+// Raw float views of the vectors' current elements (complex ones as interleaved re, im).
+float* Floats(const VecReal32& v) {
+    return kernels::VectorAccess::Data(v);
 }
-const float* Floats(const VecReal32& v) {
-    return Floats(const_cast<VecReal32&>(v));
-}
-float* Floats(VecCplx32& v) {
-    return v.GetSize() > 0 ? &v[0].re : nullptr;
-}
-const float* Floats(const VecCplx32& v) {
-    return Floats(const_cast<VecCplx32&>(v));
+float* Floats(const VecCplx32& v) {
+    return reinterpret_cast<float*>(kernels::VectorAccess::Data(v));
 }
 
 }  // namespace
@@ -305,7 +299,7 @@ void KaiserWindow::Compute() {
         // I0(beta) is past the single-precision range (beta above about 92): the double
         // routine covers any beta, and its values are converted back to float.
         VecReal64 wide(n);
-        double* w = &wide[0];
+        double* w = kernels::VectorAccess::Data(wide);
         for (int i = 0; i < n; ++i)
             w[i] = 1.0;
         kernels::WinKaiserInPlace(w, n, static_cast<double>(alpha));
