@@ -9,6 +9,7 @@
 #include <ombrel/math/KivoException.h>
 #include <ombrel/math/Memory.h>
 #include <ombrel/math/Types.h>
+#include <ombrel/math/Vector.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

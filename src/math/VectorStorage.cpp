@@ -106,7 +106,7 @@ namespace {
 // A minimal concrete vector for the template's self-test: the template itself cannot allocate.
 template <typename T>
 class ProbeVector : public BaseVector<T> {
-public:
+  public:
     explicit ProbeVector(int n) : BaseVector<T>(n) {
         if (n) {
             this->Alloc(n);
@@ -115,7 +115,7 @@ public:
     }
     T* Buffer() const { return this->buffer; }
 
-protected:
+  protected:
     void Alloc(int n) override {
         this->buffer = static_cast<T*>(kernels::AlignedAlloc(n, sizeof(T)));
         if (!this->buffer) KIVO_THROW(KIVO_MEMORY_ALLOC_ERROR);
@@ -125,7 +125,7 @@ protected:
 // The template's own hook, reached on purpose.
 template <typename T>
 class BareVector : public BaseVector<T> {
-public:
+  public:
     BareVector() : BaseVector<T>(0) {}
     void Grow(int n) { this->Create(n); }
 };
@@ -138,7 +138,8 @@ bool BaseVector<T>::UnitTest(UnitTestRecorder& recorder) {
     const char* cls = "BaseVector";
     {
         ProbeVector<T> v(100);
-        for (int i = 0; i < 100; ++i) std::memset(static_cast<void*>(&v[i]), i, sizeof(T));
+        for (int i = 0; i < 100; ++i)
+            std::memset(static_cast<void*>(&v[i]), i, sizeof(T));
         v.ShiftLeft(5);
         v.Resize(10);
         unsigned char first = 0;
@@ -157,11 +158,11 @@ bool BaseVector<T>::UnitTest(UnitTestRecorder& recorder) {
         v.Resize(3);
         v.SetZero();
         const T zero{};
-        kernels::Record(recorder, ok, cls, "SetZero",
-                        std::memcmp(&v[2], &zero, sizeof(T)) == 0 &&
-                            v.ComputeCRC32() ==
-                                Checksum::ComputeCRC32(3 * static_cast<int>(sizeof(T)),
-                                                       v.Buffer(), 0));
+        kernels::Record(
+            recorder, ok, cls, "SetZero",
+            std::memcmp(&v[2], &zero, sizeof(T)) == 0 &&
+                v.ComputeCRC32() ==
+                    Checksum::ComputeCRC32(3 * static_cast<int>(sizeof(T)), v.Buffer(), 0));
     }
     {
         bool threw = false;
