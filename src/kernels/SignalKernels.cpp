@@ -29,12 +29,16 @@ KIVO_INLINE float MaxLanes(const float* p, int n) {
     int i = 0;
     if (n >= kLanes) {
         float lane[kLanes];
-        for (int j = 0; j < kLanes; ++j) lane[j] = p[0];
+        for (int j = 0; j < kLanes; ++j)
+            lane[j] = p[0];
         for (; i + kLanes <= n; i += kLanes)
-            for (int j = 0; j < kLanes; ++j) lane[j] = p[i + j] > lane[j] ? p[i + j] : lane[j];
-        for (int j = 0; j < kLanes; ++j) m = lane[j] > m ? lane[j] : m;
+            for (int j = 0; j < kLanes; ++j)
+                lane[j] = p[i + j] > lane[j] ? p[i + j] : lane[j];
+        for (int j = 0; j < kLanes; ++j)
+            m = lane[j] > m ? lane[j] : m;
     }
-    for (; i < n; ++i) m = p[i] > m ? p[i] : m;
+    for (; i < n; ++i)
+        m = p[i] > m ? p[i] : m;
     return m;
 }
 
@@ -43,12 +47,16 @@ KIVO_INLINE float MinLanes(const float* p, int n) {
     int i = 0;
     if (n >= kLanes) {
         float lane[kLanes];
-        for (int j = 0; j < kLanes; ++j) lane[j] = p[0];
+        for (int j = 0; j < kLanes; ++j)
+            lane[j] = p[0];
         for (; i + kLanes <= n; i += kLanes)
-            for (int j = 0; j < kLanes; ++j) lane[j] = p[i + j] < lane[j] ? p[i + j] : lane[j];
-        for (int j = 0; j < kLanes; ++j) m = lane[j] < m ? lane[j] : m;
+            for (int j = 0; j < kLanes; ++j)
+                lane[j] = p[i + j] < lane[j] ? p[i + j] : lane[j];
+        for (int j = 0; j < kLanes; ++j)
+            m = lane[j] < m ? lane[j] : m;
     }
-    for (; i < n; ++i) m = p[i] < m ? p[i] : m;
+    for (; i < n; ++i)
+        m = p[i] < m ? p[i] : m;
     return m;
 }
 
@@ -59,10 +67,12 @@ KIVO_INLINE double SumLanes(const T* p, int n) {
     double lane[kLanes] = {};
     int i = 0;
     for (; i + kLanes <= n; i += kLanes)
-        for (int j = 0; j < kLanes; ++j) lane[j] += static_cast<double>(p[i + j]);
-    double s = ((lane[0] + lane[4]) + (lane[1] + lane[5])) +
-               ((lane[2] + lane[6]) + (lane[3] + lane[7]));
-    for (; i < n; ++i) s += static_cast<double>(p[i]);
+        for (int j = 0; j < kLanes; ++j)
+            lane[j] += static_cast<double>(p[i + j]);
+    double s =
+        ((lane[0] + lane[4]) + (lane[1] + lane[5])) + ((lane[2] + lane[6]) + (lane[3] + lane[7]));
+    for (; i < n; ++i)
+        s += static_cast<double>(p[i]);
     return s;
 }
 
@@ -75,8 +85,8 @@ KIVO_INLINE double SquareLanes(const T* p, int n) {
             const double v = static_cast<double>(p[i + j]);
             lane[j] += v * v;
         }
-    double s = ((lane[0] + lane[4]) + (lane[1] + lane[5])) +
-               ((lane[2] + lane[6]) + (lane[3] + lane[7]));
+    double s =
+        ((lane[0] + lane[4]) + (lane[1] + lane[5])) + ((lane[2] + lane[6]) + (lane[3] + lane[7]));
     for (; i < n; ++i) {
         const double v = static_cast<double>(p[i]);
         s += v * v;
@@ -89,13 +99,27 @@ KIVO_INLINE double SquareLanes(const T* p, int n) {
 // ---------------------------------------------------------------------------------------------
 // Reductions and detectors
 
-float MaxOf(const float* src, int n) { return MaxLanes(src, n); }
-float MinOf(const float* src, int n) { return MinLanes(src, n); }
-double SumAccurate(const float* src, int n) { return n > 0 ? SumLanes(src, n) : 0.0; }
-double SumAccurate(const double* src, int n) { return n > 0 ? SumLanes(src, n) : 0.0; }
-double MeanAccurate(const float* src, int n) { return n > 0 ? SumLanes(src, n) / n : 0.0; }
-double MeanAccurate(const double* src, int n) { return n > 0 ? SumLanes(src, n) / n : 0.0; }
-double SumSquares(const float* src, int n) { return n > 0 ? SquareLanes(src, n) : 0.0; }
+float MaxOf(const float* src, int n) {
+    return MaxLanes(src, n);
+}
+float MinOf(const float* src, int n) {
+    return MinLanes(src, n);
+}
+double SumAccurate(const float* src, int n) {
+    return n > 0 ? SumLanes(src, n) : 0.0;
+}
+double SumAccurate(const double* src, int n) {
+    return n > 0 ? SumLanes(src, n) : 0.0;
+}
+double MeanAccurate(const float* src, int n) {
+    return n > 0 ? SumLanes(src, n) / n : 0.0;
+}
+double MeanAccurate(const double* src, int n) {
+    return n > 0 ? SumLanes(src, n) / n : 0.0;
+}
+double SumSquares(const float* src, int n) {
+    return n > 0 ? SquareLanes(src, n) : 0.0;
+}
 double SumSquares(const Cplx32* src, int n) {
     return n > 0 ? SquareLanes(reinterpret_cast<const float*>(src), 2 * n) : 0.0;
 }
@@ -104,11 +128,13 @@ double SumSquares(const Cplx64* src, int n) {
 }
 
 KIVO_HOT_CLONES void DetectMax(const float* src, int buckets, int factor, float* dst) {
-    for (int k = 0; k < buckets; ++k) dst[k] = MaxLanes(src + static_cast<long>(k) * factor, factor);
+    for (int k = 0; k < buckets; ++k)
+        dst[k] = MaxLanes(src + static_cast<long>(k) * factor, factor);
 }
 
 void DetectMin(const float* src, int buckets, int factor, float* dst) {
-    for (int k = 0; k < buckets; ++k) dst[k] = MinLanes(src + static_cast<long>(k) * factor, factor);
+    for (int k = 0; k < buckets; ++k)
+        dst[k] = MinLanes(src + static_cast<long>(k) * factor, factor);
 }
 
 void DetectMaxMin(const float* src, int buckets, int factor, float* dst) {
@@ -136,31 +162,38 @@ void DetectRms(const float* src, int buckets, int factor, float* dst) {
 // Magnitude, power and phase
 
 KIVO_HOT_CLONES void PowerSpectr(const Cplx32* src, float* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = src[i].re * src[i].re + src[i].im * src[i].im;
+    for (int i = 0; i < n; ++i)
+        dst[i] = src[i].re * src[i].re + src[i].im * src[i].im;
 }
 
 void PowerSpectr(const Cplx64* src, double* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = src[i].re * src[i].re + src[i].im * src[i].im;
+    for (int i = 0; i < n; ++i)
+        dst[i] = src[i].re * src[i].re + src[i].im * src[i].im;
 }
 
 void Magnitude(const Cplx32* src, float* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
+    for (int i = 0; i < n; ++i)
+        dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
 }
 
 void Magnitude(const Cplx64* src, double* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
+    for (int i = 0; i < n; ++i)
+        dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
 }
 
 void Magnitude(const float* re, const float* im, float* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::sqrt(re[i] * re[i] + im[i] * im[i]);
+    for (int i = 0; i < n; ++i)
+        dst[i] = std::sqrt(re[i] * re[i] + im[i] * im[i]);
 }
 
 void Phase(const Cplx32* src, float* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::atan2(src[i].im, src[i].re);
+    for (int i = 0; i < n; ++i)
+        dst[i] = std::atan2(src[i].im, src[i].re);
 }
 
 void Phase(const Cplx64* src, double* dst, int n) {
-    for (int i = 0; i < n; ++i) dst[i] = std::atan2(src[i].im, src[i].re);
+    for (int i = 0; i < n; ++i)
+        dst[i] = std::atan2(src[i].im, src[i].re);
 }
 
 void CartToPolar(const Cplx32* src, float* mag, float* phase, int n) {
@@ -226,11 +259,13 @@ KIVO_INLINE void FoldJump(T d, T half, T period, T& offset) {
 }  // namespace
 
 void MapPhase(float* v, int n) {
-    for (int i = 0; i < n; ++i) v[i] = static_cast<float>(MapPhaseOne(v[i]));
+    for (int i = 0; i < n; ++i)
+        v[i] = static_cast<float>(MapPhaseOne(v[i]));
 }
 
 void MapPhase(double* v, int n) {
-    for (int i = 0; i < n; ++i) v[i] = MapPhaseOne(v[i]);
+    for (int i = 0; i < n; ++i)
+        v[i] = MapPhaseOne(v[i]);
 }
 
 void UnwrapAroundReference(float* v, int n, int refIndex, float refValue, float period) {
@@ -284,7 +319,8 @@ template <typename T>
 int SampleDown(const T* src, int srcLen, T* dst, int factor, int phase) {
     if (srcLen <= 0 || factor <= 0 || phase < 0 || phase >= factor) return 0;
     const int count = static_cast<int>((static_cast<long>(srcLen) + factor - 1 - phase) / factor);
-    for (int k = 0; k < count; ++k) dst[k] = src[phase + static_cast<long>(k) * factor];
+    for (int k = 0; k < count; ++k)
+        dst[k] = src[phase + static_cast<long>(k) * factor];
     return count;
 }
 
@@ -303,7 +339,8 @@ template <typename T>
 void Duplicate(const T* src, int n, T* dst, int count) {
     if (count <= 0) return;
     for (long i = 0; i < n; ++i)
-        for (int k = 0; k < count; ++k) dst[i * count + k] = src[i];
+        for (int k = 0; k < count; ++k)
+            dst[i * count + k] = src[i];
 }
 
 template <typename T>
@@ -354,12 +391,12 @@ void ConjFlip(const Cplx32* src, Cplx32* dst, int n) {
     }
 }
 
-#define KIVO_INSTANTIATE_MOVES(T)                                  \
-    template int SampleDown<T>(const T*, int, T*, int, int);       \
-    template void SampleUp<T>(const void*, int, void*, int, int);  \
-    template void Duplicate<T>(const T*, int, T*, int);            \
-    template void Difference<T>(const T*, int, T*);                \
-    template void FftShift<T>(const T*, int, T*);                  \
+#define KIVO_INSTANTIATE_MOVES(T)                                 \
+    template int SampleDown<T>(const T*, int, T*, int, int);      \
+    template void SampleUp<T>(const void*, int, void*, int, int); \
+    template void Duplicate<T>(const T*, int, T*, int);           \
+    template void Difference<T>(const T*, int, T*);               \
+    template void FftShift<T>(const T*, int, T*);                 \
     template void FlipInPlace<T>(T*, int);
 KIVO_INSTANTIATE_MOVES(float)
 KIVO_INSTANTIATE_MOVES(double)
@@ -385,7 +422,8 @@ KIVO_INLINE void ConvEdge(const T* h, int L, const T* x, int N, T* y, long first
         const long k0 = std::max<long>(0, n - N + 1);
         const long k1 = std::min<long>(L - 1, n);
         T acc = 0;
-        for (long k = k0; k <= k1; ++k) acc += h[k] * x[n - k];
+        for (long k = k0; k <= k1; ++k)
+            acc += h[k] * x[n - k];
         y[n] = acc;
     }
 }
@@ -400,14 +438,17 @@ KIVO_INLINE void ConvDirectImpl(const T* h, int L, const T* x, int N, T* y) {
     long n = L - 1;
     for (; n + W <= N; n += W) {
         T acc[W];
-        for (int j = 0; j < W; ++j) acc[j] = 0;
+        for (int j = 0; j < W; ++j)
+            acc[j] = 0;
         const T* xs = x + n;
         for (int k = 0; k < L; ++k) {
             const T hk = h[k];
             const T* xk = xs - k;
-            for (int j = 0; j < W; ++j) acc[j] += hk * xk[j];
+            for (int j = 0; j < W; ++j)
+                acc[j] += hk * xk[j];
         }
-        for (int j = 0; j < W; ++j) y[n + j] = acc[j];
+        for (int j = 0; j < W; ++j)
+            y[n + j] = acc[j];
     }
     ConvEdge(h, L, x, N, y, n, static_cast<long>(N) + L - 1);
 }
@@ -474,35 +515,44 @@ double Hamming(int n, int count) {
 void NormaliseAt(double f0, double* taps, int count) {
     const double centre = (count - 1) / 2.0;
     double gain = 0.0;
-    for (int n = 0; n < count; ++n) gain += taps[n] * std::cos(2.0 * kPiD * f0 * (n - centre));
+    for (int n = 0; n < count; ++n)
+        gain += taps[n] * std::cos(2.0 * kPiD * f0 * (n - centre));
     if (gain != 0.0)
-        for (int n = 0; n < count; ++n) taps[n] /= gain;
+        for (int n = 0; n < count; ++n)
+            taps[n] /= gain;
+}
+
+}  // namespace
+
+namespace {
+
+// Evaluates ideal(m) * window for the first half and mirrors it, so the taps are exactly
+// symmetric (linear phase) whatever the rounding of the two halves would have been.
+template <typename Ideal>
+void DesignSymmetric(double* taps, int count, Ideal ideal) {
+    const double centre = (count - 1) / 2.0;
+    for (int n = 0; n <= (count - 1) / 2; ++n) {
+        taps[n] = ideal(n - centre) * Hamming(n, count);
+        taps[count - 1 - n] = taps[n];
+    }
 }
 
 }  // namespace
 
 void FirGenLowpass(double cutoff, double* taps, int count) {
-    const double centre = (count - 1) / 2.0;
-    for (int n = 0; n < count; ++n) taps[n] = IdealLowpass(cutoff, n - centre) * Hamming(n, count);
+    DesignSymmetric(taps, count, [=](double m) { return IdealLowpass(cutoff, m); });
     NormaliseAt(0.0, taps, count);
 }
 
 void FirGenHighpass(double cutoff, double* taps, int count) {
-    const double centre = (count - 1) / 2.0;
-    for (int n = 0; n < count; ++n) {
-        const double m = n - centre;
-        const double ideal = (m == 0.0 ? 1.0 : 0.0) - IdealLowpass(cutoff, m);
-        taps[n] = ideal * Hamming(n, count);
-    }
+    DesignSymmetric(taps, count,
+                    [=](double m) { return (m == 0.0 ? 1.0 : 0.0) - IdealLowpass(cutoff, m); });
     NormaliseAt(0.5, taps, count);
 }
 
 void FirGenBandpass(double low, double high, double* taps, int count) {
-    const double centre = (count - 1) / 2.0;
-    for (int n = 0; n < count; ++n) {
-        const double m = n - centre;
-        taps[n] = (IdealLowpass(high, m) - IdealLowpass(low, m)) * Hamming(n, count);
-    }
+    DesignSymmetric(taps, count,
+                    [=](double m) { return IdealLowpass(high, m) - IdealLowpass(low, m); });
     NormaliseAt(0.5 * (low + high), taps, count);
 }
 
@@ -539,11 +589,13 @@ void ToneMultiply(const Cplx32* src, Cplx32* dst, int n, double freq, double pha
 }
 
 void Ramp(float* dst, int n, double offset, double slope) {
-    for (int i = 0; i < n; ++i) dst[i] = static_cast<float>(offset + slope * i);
+    for (int i = 0; i < n; ++i)
+        dst[i] = static_cast<float>(offset + slope * i);
 }
 
 void Ramp(double* dst, int n, double offset, double slope) {
-    for (int i = 0; i < n; ++i) dst[i] = offset + slope * i;
+    for (int i = 0; i < n; ++i)
+        dst[i] = offset + slope * i;
 }
 
 void RandUniform(float* dst, int n, float low, float high, std::uint64_t& state) {

@@ -126,8 +126,7 @@ void FirGenBandpass(double low, double high, double* taps, int count);
 /// dst[i] = src[i] * exp(+-j (phase + 2 pi freq i)) (minus when conjugate). The tone's phase is
 /// computed from i directly (exact at every 64th sample, a double-precision rotation in
 /// between), so long tones do not drift. src may equal dst.
-void ToneMultiply(const Cplx32* src, Cplx32* dst, int n, double freq, double phase,
-                  bool conjugate);
+void ToneMultiply(const Cplx32* src, Cplx32* dst, int n, double freq, double phase, bool conjugate);
 /// dst[i] = offset + slope * i evaluated in double, rounded once.
 void Ramp(float* dst, int n, double offset, double slope);
 void Ramp(double* dst, int n, double offset, double slope);
