@@ -471,6 +471,27 @@ KIVO_HOT_CLONES void ConvDirect(const double* a, int la, const double* b, int lb
         ConvDirectImpl(b, lb, a, la, dst);
 }
 
+void ConvDirect(const Cplx32* a, int la, const Cplx32* b, int lb, Cplx32* dst) {
+    if (la <= 0 || lb <= 0) return;
+    const long len = static_cast<long>(la) + lb - 1;
+    for (long n = 0; n < len; ++n) {
+        const long i0 = std::max<long>(0, n - lb + 1);
+        const long i1 = std::min<long>(la - 1, n);
+        double re = 0.0;
+        double im = 0.0;
+        for (long i = i0; i <= i1; ++i) {
+            const double ar = a[i].re;
+            const double ai = a[i].im;
+            const double br = b[n - i].re;
+            const double bi = b[n - i].im;
+            re += ar * br - ai * bi;
+            im += ar * bi + ai * br;
+        }
+        dst[n].re = static_cast<float>(re);
+        dst[n].im = static_cast<float>(im);
+    }
+}
+
 void CrossCorrDirect(const Cplx32* a, int la, const Cplx32* b, int lb, Cplx32* dst, int dstLen,
                      int lowLag) {
     for (int n = 0; n < dstLen; ++n) {

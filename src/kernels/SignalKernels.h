@@ -106,6 +106,8 @@ void ConjFlip(const Cplx32* src, Cplx32* dst, int n);
 /// summed in ascending index of the shorter operand. dst must not overlap a or b.
 void ConvDirect(const float* a, int la, const float* b, int lb, float* dst);
 void ConvDirect(const double* a, int la, const double* b, int lb, double* dst);
+/// The complex form, accumulated in double and rounded once per output.
+void ConvDirect(const Cplx32* a, int la, const Cplx32* b, int lb, Cplx32* dst);
 /// dst[n] = sum_i conj(a[i]) * b[i + n + lowLag], n = 0 .. dstLen - 1, with b taken as 0
 /// outside [0, lb): the complex correlation with the first operand conjugated.
 void CrossCorrDirect(const Cplx32* a, int la, const Cplx32* b, int lb, Cplx32* dst, int dstLen,
