@@ -5,8 +5,12 @@
 
 // Core containers and memory
 #include <ombrel/math/BaseVector.h>
+#include <ombrel/math/BitVector.h>
 #include <ombrel/math/Checksum.h>
+#include <ombrel/math/IntVector.h>
+#include <ombrel/math/Complex.h>
 #include <ombrel/math/KivoException.h>
+#include <ombrel/math/Matrix.h>
 #include <ombrel/math/Memory.h>
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
