@@ -3,15 +3,18 @@
 #define KIVO_SOURCE_UNIT "src/dsp/DSPUtils"
 
 #include <ombrel/dsp/DSPUtils.h>
+#include <ombrel/infra/UnitTestRecorder.h>
 #include <ombrel/math/IntVector.h>
 #include <ombrel/math/MathUtils.h>
 
 #include "kernels/ConvFft.h"
 #include "kernels/Error.h"
+#include "kernels/SelfTest.h"
 #include "kernels/SignalKernels.h"
 
 #include <cmath>
 #include <cstdint>
+#include <initializer_list>
 #include <limits>
 #include <type_traits>
 
@@ -652,6 +655,98 @@ void DSPUtils::GetFPGAGain(VecReal32& out, float& gain, const VecReal32& taps, f
     }
     gain = static_cast<float>(p) * 0.5f;
     out *= gain / sum;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Self-test
+
+namespace {
+
+bool Equal(const VecReal32& v, std::initializer_list<float> want, float tol = 0.0f) {
+    if (v.GetSize() != static_cast<int>(want.size())) return false;
+    int i = 0;
+    for (float w : want) {
+        if (!(std::fabs(v[i] - w) <= tol)) return false;
+        ++i;
+    }
+    return true;
+}
+
+VecReal32 Make(std::initializer_list<float> values) {
+    VecReal32 v;
+    v.Import(values.begin(), static_cast<int>(values.size()));
+    return v;
+}
+
+}  // namespace
+
+bool DSPUtils::UnitTest(UnitTestRecorder& recorder) {
+    bool ok = true;
+    const char* cls = "DSPUtils";
+    auto record = [&](const char* name, bool passed) {
+        kernels::Record(recorder, ok, cls, name, passed);
+    };
+    try {
+        const VecReal32 ten = Make({1, 5, 3, -2, 0, 4, 7, 6, 9, 100});
+        VecReal32 out;
+        Detect(out, ten, 3, DETECTOR_AVE);
+        record("Detect AVE 10 by 3", Equal(out, {3.0f, 2.0f / 3.0f, 22.0f / 3.0f}, 1e-6f));
+        Detect(out, ten, 3, DETECTOR_MAXMIN);
+        record("Detect MAXMIN 10 by 3", Equal(out, {5, 1, 4, -2, 9, 6}));
+        Detect(out, ten, 3, DETECTOR_SAMPLE);
+        record("Detect SAMPLE 10 by 3", Equal(out, {1, -2, 7}));
+        bool edges = true;
+        for (int t = DETECTOR_AVE; t <= DETECTOR_SAMPLE; ++t) {
+            Detect(out, ten, 11, static_cast<DetectorType>(t));
+            edges = edges && out.GetSize() == 0;
+            Detect(out, ten, 1, static_cast<DetectorType>(t));
+            edges = edges && Equal(out, {1, 5, 3, -2, 0, 4, 7, 6, 9, 100});
+        }
+        record("Detect factor above length and factor 1", edges);
+        Detect(out, Make({-3, -3, -3, -3, 0.5f, 0.5f, 0.5f, 0.5f}), 4, DETECTOR_RMS);
+        record("Detect RMS of equal values", Equal(out, {3.0f, 0.5f}));
+
+        VecReal32 wrapped = Make({0.0f, 3.0f, 6.2f, -3.0f});
+        const float twoPi = 6.2831855f;
+        Unwrap(wrapped, 0, 0.0f, twoPi);
+        record("Unwrap around a reference point",
+               Equal(wrapped, {0.0f, 3.0f, 6.2f - twoPi, -3.0f}, 1e-6f));
+        Unwrap(out, Make({0.0f, 3.5f, 7.0f}), twoPi);
+        record("Unwrap whole vector", Equal(out, {0.0f, 3.5f - twoPi, 7.0f - 2 * twoPi}, 1e-5f));
+        Unwrap(out, Make({0.0f, 10.0f}), twoPi);
+        record("Unwrap whole vector removes one period", Equal(out, {0.0f, 10.0f - twoPi}, 1e-5f));
+
+        VecReal32 phases = Make({4.712389f, -4.712389f});
+        MapPhase(phases);
+        record("MapPhase", Equal(phases, {-1.5707964f, 1.5707964f}, 1e-6f));
+
+        MovingAverage(out, Make({1, 2, 6, 1, 8}), 3);
+        record("MovingAverage width 3", Equal(out, {1, 3, 3, 5, 8}, 1e-6f));
+
+        FFTShift(out, Make({0, 1, 2, 3, 4}));
+        const bool odd = Equal(out, {3, 4, 0, 1, 2});
+        FFTShift(out, Make({0, 1, 2, 3}));
+        record("FFTShift", odd && Equal(out, {2, 3, 0, 1}));
+
+        float gain = 0;
+        GetFPGAGain(out, gain, Make({2, 2, 2}));
+        const bool three = gain == 2.0f && Equal(out, {2.0f / 3, 2.0f / 3, 2.0f / 3}, 1e-6f);
+        GetFPGAGain(out, gain, Make({1, 1, 1, 1}));
+        record("GetFPGAGain", three && gain == 4.0f && Equal(out, {1, 1, 1, 1}));
+
+        Conv(out, Make({1, 2, 3}), Make({1, 1}));
+        record("Conv", Equal(out, {1, 3, 5, 3}));
+
+        VecReal64 taps;
+        LowPass(taps, 0.1, 31);
+        double dc = 0;
+        for (int i = 0; i < taps.GetSize(); ++i)
+            dc += taps[i];
+        record("LowPass unit gain at DC", std::fabs(dc - 1.0) < 1e-12);
+    } catch (const KivoException&) {
+        record("no exception", false);
+    }
+    return ok;
 }
 
 }  // namespace Kivo
