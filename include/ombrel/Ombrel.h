@@ -18,6 +18,8 @@
 // Transforms and windows
 #include <ombrel/dsp/Window.h>
 #include <ombrel/dsp/WindowFactory.h>
+// Numeric utilities
+#include <ombrel/dsp/DSPUtils.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

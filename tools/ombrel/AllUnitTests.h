@@ -41,6 +41,8 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= GaussWindow::UnitTest(r);
     ok &= KaiserWindow::UnitTest(r);
     ok &= WindowFactory::UnitTest(r);
+    // Numeric utilities
+    ok &= DSPUtils::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
