@@ -20,6 +20,7 @@
 #include <ombrel/dsp/WindowFactory.h>
 // Numeric utilities
 #include <ombrel/dsp/DSPUtils.h>
+#include <ombrel/dsp/Spectrum.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

@@ -1,5 +1,5 @@
 #include <ombrel/dsp/DSPUtils.h>
-#include <ombrel/dsp/FT.h>
+#include <ombrel/dsp/FFT.h>
 #include <ombrel/dsp/Spectrum.h>
 #include <ombrel/infra/UnitTestRecorder.h>
 #include <ombrel/math/MathUtils.h>

@@ -43,6 +43,8 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= WindowFactory::UnitTest(r);
     // Numeric utilities
     ok &= DSPUtils::UnitTest(r);
+    // Spectrum analysis
+    ok &= Spectrum::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
