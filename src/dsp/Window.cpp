@@ -8,6 +8,7 @@
 #include "kernels/Error.h"
 #include "kernels/SelfTest.h"
 #include "kernels/VectorAccess.h"
+#include "kernels/VectorKernels.h"
 #include "kernels/WindowKernels.h"
 
 #include <cmath>
@@ -93,7 +94,7 @@ void Window::StoreNormalised(const VecReal32& temp) {
 }
 
 float Window::GetNBScaleFactor() const {
-    return 0.5f * kernels::SumAccurate(Floats(coefficients), 2 * size);
+    return 0.5f * static_cast<float>(kernels::Sum(Floats(coefficients), 2 * size));
 }
 
 void Window::Apply(VecReal32& out, const VecReal32& in) const {
@@ -113,7 +114,7 @@ void Window::Apply(VecCplx32& out, const VecCplx32& in) const {
     const int n = in.GetSize();
     if (n != size) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
     if (&out == &in) {
-        kernels::MulInPlace(Floats(out), Floats(coefficients), 2 * n);
+        kernels::MulInPlace(Floats(coefficients), Floats(out), 2 * n);
         return;
     }
     if (n == 0) {

@@ -1,6 +1,8 @@
 // Window shapes, Kaiser windows in two precisions and the element-wise helpers of the windows.
 #include "kernels/WindowKernels.h"
 
+#include "kernels/VectorKernels.h"
+
 #include <cfloat>
 #include <cmath>
 #include <numbers>
@@ -137,12 +139,6 @@ void Mul(float* __restrict out, const float* __restrict a, const float* __restri
         out[i] = a[i] * b[i];
 }
 
-KIVO_WINDOW_DISPATCH
-void MulInPlace(float* __restrict x, const float* __restrict b, int n) {
-    for (int i = 0; i < n; ++i)
-        x[i] *= b[i];
-}
-
 void MulStride2(float* out, const float* in, const float* dup, int n) {
     for (int i = 0; i < n; ++i)
         out[i] = in[i] * dup[2 * i];
@@ -153,16 +149,9 @@ void DivC(float* x, float d, int n) {
         x[i] /= d;
 }
 
-float SumAccurate(const float* x, int n) {
-    double s = 0.0;
-    for (int i = 0; i < n; ++i)
-        s += x[i];
-    return static_cast<float>(s);
-}
-
 float NormalisedEnergyTimesCount(const float* x, int n) {
     if (n <= 0) return 0.0f;
-    const float s = SumAccurate(x, n);
+    const float s = static_cast<float>(Sum(x, n));
     double acc = 0.0;
     for (int i = 0; i < n; ++i) {
         const float q = x[i] / s;

@@ -52,8 +52,6 @@ void DuplicateBy2(float* out, const float* in, int n);
 /// out[i] = a[i] * b[i] for i < n (one rounding each); out must not overlap a or b. This is the
 /// window's hot path on interleaved complex samples and is dispatched at run time.
 void Mul(float* out, const float* a, const float* b, int n);
-/// x[i] *= b[i] for i < n; x and b must not overlap. Dispatched at run time.
-void MulInPlace(float* x, const float* b, int n);
 
 /// out[i] = in[i] * dup[2i] for i < n: a real block times every second value of a duplicated
 /// coefficient vector. out may be in itself.
@@ -61,9 +59,6 @@ void MulStride2(float* out, const float* in, const float* dup, int n);
 
 /// x[i] /= d for i < n (one correctly rounded division each).
 void DivC(float* x, float d, int n);
-
-/// Sum in double, rounded to float at the end.
-float SumAccurate(const float* x, int n);
 
 /// n * sum((x[i] / s)^2) with s the accurate sum of x: the quotient and square rounded to
 /// float per element, the outer sum in double. Returns 0 for n <= 0.
