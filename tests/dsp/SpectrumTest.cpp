@@ -147,7 +147,7 @@ TEST(Spectrum, WholeTraceAgainstASlowReference) {
         for (int k = 0; k < n; ++k) {
             std::complex<long double> acc = 0;
             for (int i = 0; i < n; ++i) {
-                const long double ph = -2.0L * kPi * (static_cast<long double>(k) * i % n) / n;
+                const long double ph = -2.0L * kPi * static_cast<long double>((static_cast<long long>(k) * i) % n) / n;
                 acc += std::complex<long double>(x[i].re * coeff[i], x[i].im * coeff[i]) *
                        std::polar(1.0L, ph);
             }
@@ -163,9 +163,10 @@ TEST(Spectrum, WholeTraceAgainstASlowReference) {
         for (int i = 0; i < n; ++i) {
             ASSERT_NEAR(lin[i], static_cast<double>(ref[i]), 2e-6 * static_cast<double>(peak))
                 << "window " << w << " bin " << i;
-            if (ref[i] > 1e-3L * peak)
+            if (ref[i] > 1e-3L * peak) {
                 ASSERT_NEAR(db[i], 20.0 * std::log10(static_cast<double>(ref[i])), 2e-3)
                     << "window " << w << " bin " << i;
+            }
         }
     }
 }
