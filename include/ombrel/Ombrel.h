@@ -5,7 +5,9 @@
 
 // Core containers and memory
 #include <ombrel/math/BaseVector.h>
+#include <ombrel/math/BitVector.h>
 #include <ombrel/math/Checksum.h>
+#include <ombrel/math/IntVector.h>
 #include <ombrel/math/Complex.h>
 #include <ombrel/math/KivoException.h>
 #include <ombrel/math/Matrix.h>

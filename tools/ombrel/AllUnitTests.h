@@ -19,6 +19,15 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= BaseVector<double>::UnitTest(r);
     ok &= BaseVector<Cplx32>::UnitTest(r);
     ok &= BaseVector<Cplx64>::UnitTest(r);
+    ok &= VecReal32::UnitTest(r);
+    ok &= VecReal64::UnitTest(r);
+    ok &= VecCplx32::UnitTest(r);
+    ok &= VecCplx64::UnitTest(r);
+    ok &= VecInt16::UnitTest(r);
+    ok &= VecInt32::UnitTest(r);
+    ok &= VecUInt8::UnitTest(r);
+    ok &= VecUInt32::UnitTest(r);
+    ok &= BitVector::UnitTest(r);
     ok &= BaseMatrix<float>::UnitTest(r);
     ok &= BaseMatrix<double>::UnitTest(r);
     ok &= MatReal32::UnitTest(r);

@@ -12,6 +12,9 @@ class VecReal32;
 class VecReal64;
 class VecCplx32;
 class VecCplx64;
+namespace kernels {
+struct VectorAccess;  // the library's own code: reaches the storage of any vector class
+}
 
 // Rules shared by the four classes
 // --------------------------------
@@ -136,6 +139,7 @@ class OMBREL_API VecReal32 : public BaseVector<float> {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    friend struct kernels::VectorAccess;
     void Alloc(int n) override;
 };
 
@@ -202,6 +206,7 @@ class OMBREL_API VecReal64 : public BaseVector<double> {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    friend struct kernels::VectorAccess;
     void Alloc(int n) override;
 };
 
@@ -300,6 +305,7 @@ class OMBREL_API VecCplx32 : public BaseVector<Cplx32> {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    friend struct kernels::VectorAccess;
     void Alloc(int n) override;
     static float Sqr(Cplx32 z) { return z.re * z.re + z.im * z.im; }
 };
@@ -372,6 +378,7 @@ class OMBREL_API VecCplx64 : public BaseVector<Cplx64> {
     static bool UnitTest(UnitTestRecorder& recorder);
 
   private:
+    friend struct kernels::VectorAccess;
     void Alloc(int n) override;
     static double Sqr(Cplx64 z) { return z.re * z.re + z.im * z.im; }
 };
