@@ -36,7 +36,7 @@ long long ShapeCount(int r, int c) {
 // matrices need nothing else from the vector classes.
 template <typename T>
 const T* ViewOf(const BaseVector<T>& v) {
-    return &const_cast<BaseVector<T>&>(v)[0];
+    return v.GetSize() > 0 ? &const_cast<BaseVector<T>&>(v)[0] : nullptr;
 }
 
 }  // namespace
