@@ -15,6 +15,10 @@
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
 
+// Transforms and windows
+#include <ombrel/dsp/Window.h>
+#include <ombrel/dsp/WindowFactory.h>
+
 // Instrumentation
 #include <ombrel/infra/Timer.h>
 #include <ombrel/infra/UnitTestRecorder.h>
