@@ -10,6 +10,7 @@
 #include "kernels/Error.h"
 #include "kernels/MatrixKernels.h"
 #include "kernels/SelfTest.h"
+#include "kernels/VectorAccess.h"
 
 #include <algorithm>
 #include <climits>
@@ -31,12 +32,10 @@ long long ShapeCount(int r, int c) {
     return n > INT_MAX ? -1 : n;
 }
 
-// First element of a vector's view. Only the template's inline element access is used (the
-// const operator[] returns a value, hence the cast; nothing is written through it), so the
-// matrices need nothing else from the vector classes.
-template <typename T>
-const T* ViewOf(const BaseVector<T>& v) {
-    return v.GetSize() > 0 ? &const_cast<BaseVector<T>&>(v)[0] : nullptr;
+// First element of a vector's view, through the library's internal accessor.
+template <typename V>
+const auto* ViewOf(const V& v) {
+    return kernels::VectorAccess::Data(v);
 }
 
 }  // namespace
