@@ -31,7 +31,9 @@ Spectrum::Spectrum(const Spectrum& other) = default;
 Spectrum& Spectrum::operator=(const Spectrum& other) = default;
 Spectrum::~Spectrum() = default;
 
-void Spectrum::SetUnit(PowerUnit u) { unit = u; }
+void Spectrum::SetUnit(PowerUnit u) {
+    unit = u;
+}
 
 void Spectrum::Apply(VecReal32& trace, const VecCplx32& samples) {
     window->Apply(windowedCplx, samples);
@@ -71,13 +73,15 @@ bool Spectrum::UnitTest(UnitTestRecorder& recorder) {
     VecCplx32 tone(n);
     for (int i = 0; i < n; ++i) {
         const double ph = 2.0 * 3.14159265358979323846 * 5.0 * i / n;
-        tone[i] = Cplx32{static_cast<float>(0.5 * std::cos(ph)), static_cast<float>(0.5 * std::sin(ph))};
+        tone[i] =
+            Cplx32{static_cast<float>(0.5 * std::cos(ph)), static_cast<float>(0.5 * std::sin(ph))};
     }
     Spectrum s(n, WT_FLAT_TOP, 0.0f);
     VecReal32 trace;
     s.Apply(trace, tone);
-    kernels::Record(recorder, ok, cls, "tone on a bin reads 20 log10(A)",
-                    trace.GetSize() == n && std::fabs(trace[n / 2 + 5] - 20.0f * std::log10(0.5f)) < 0.01f);
+    kernels::Record(
+        recorder, ok, cls, "tone on a bin reads 20 log10(A)",
+        trace.GetSize() == n && std::fabs(trace[n / 2 + 5] - 20.0f * std::log10(0.5f)) < 0.01f);
     s.SetUnit(POWER_UNIT_LINEAR);
     s.Apply(trace, tone);
     kernels::Record(recorder, ok, cls, "linear unit", std::fabs(trace[n / 2 + 5] - 0.5f) < 1e-3f);

@@ -25,8 +25,12 @@ void* operator new(std::size_t n) {
     if (void* p = std::malloc(n ? n : 1)) return p;
     throw std::bad_alloc();
 }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+void operator delete(void* p) noexcept {
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept {
+    std::free(p);
+}
 
 namespace {
 
@@ -46,7 +50,8 @@ VecCplx32 Noise(int n, unsigned seed) {
     std::mt19937 rng(seed);
     std::normal_distribution<float> g(0.0f, 0.1f);
     VecCplx32 v(n);
-    for (int i = 0; i < n; ++i) v[i] = Cplx32{g(rng), g(rng)};
+    for (int i = 0; i < n; ++i)
+        v[i] = Cplx32{g(rng), g(rng)};
     return v;
 }
 
@@ -71,7 +76,8 @@ TEST(Spectrum, ZeroBlockGivesTheFloorNotMinusInfinity) {
     EXPECT_EQ(static_cast<double>(tiny), 9.99994610111476e-41);
     const double expected = 20.0 * std::log10(static_cast<double>(tiny));  // about -800 dB
     EXPECT_NEAR(expected, -800.0, 0.001);
-    for (int i = 0; i < n; ++i) ASSERT_NEAR(trace[i], expected, 1e-3) << i;
+    for (int i = 0; i < n; ++i)
+        ASSERT_NEAR(trace[i], expected, 1e-3) << i;
 }
 
 TEST(Spectrum, EveryNonZeroUnitIsLinear) {
@@ -86,7 +92,8 @@ TEST(Spectrum, EveryNonZeroUnitIsLinear) {
         s.SetUnit(static_cast<PowerUnit>(u));
         s.Apply(t, x);
         ASSERT_EQ(t.GetSize(), n);
-        for (int i = 0; i < n; ++i) ASSERT_EQ(t[i], ref[i]) << "unit " << u << " bin " << i;
+        for (int i = 0; i < n; ++i)
+            ASSERT_EQ(t[i], ref[i]) << "unit " << u << " bin " << i;
     }
     // And linear really is the magnitude: dB of it is the dB trace.
     VecReal32 db;
@@ -114,7 +121,8 @@ TEST(Spectrum, DoublingTheInputAddsSixDecibelsEverywhere) {
     VecReal32 a, b;
     s.Apply(a, x);
     s.Apply(b, x2);
-    for (int i = 0; i < n; ++i) ASSERT_NEAR(b[i] - a[i], 20.0 * std::log10(2.0), 1e-3) << i;
+    for (int i = 0; i < n; ++i)
+        ASSERT_NEAR(b[i] - a[i], 20.0 * std::log10(2.0), 1e-3) << i;
 }
 
 TEST(Spectrum, ToneOnABinReadsItsAmplitudeInDecibels) {
@@ -136,7 +144,8 @@ TEST(Spectrum, ToneOnABinReadsItsAmplitudeInDecibels) {
 TEST(Spectrum, WholeTraceAgainstASlowReference) {
     const int n = 300;  // not a power of two
     const VecCplx32 x = Noise(n, 21);
-    for (WindowType w : {WT_UNIFORM, WT_BLACKMAN_HARRIS, WT_FLAT_TOP, WT_HANN, WT_GAUSS, WT_KAISER}) {
+    for (WindowType w :
+         {WT_UNIFORM, WT_BLACKMAN_HARRIS, WT_FLAT_TOP, WT_HANN, WT_GAUSS, WT_KAISER}) {
         WindowFactory f;
         Window* win = f.MakeWindow(w, n, 0.0f);
         VecReal32 coeff;
@@ -147,7 +156,8 @@ TEST(Spectrum, WholeTraceAgainstASlowReference) {
         for (int k = 0; k < n; ++k) {
             std::complex<long double> acc = 0;
             for (int i = 0; i < n; ++i) {
-                const long double ph = -2.0L * kPi * static_cast<long double>((static_cast<long long>(k) * i) % n) / n;
+                const long double ph =
+                    -2.0L * kPi * static_cast<long double>((static_cast<long long>(k) * i) % n) / n;
                 acc += std::complex<long double>(x[i].re * coeff[i], x[i].im * coeff[i]) *
                        std::polar(1.0L, ph);
             }
@@ -159,7 +169,8 @@ TEST(Spectrum, WholeTraceAgainstASlowReference) {
         s.SetUnit(POWER_UNIT_LINEAR);
         s.Apply(lin, x);
         long double peak = 0;
-        for (long double v : ref) peak = std::max(peak, v);
+        for (long double v : ref)
+            peak = std::max(peak, v);
         for (int i = 0; i < n; ++i) {
             ASSERT_NEAR(lin[i], static_cast<double>(ref[i]), 2e-6 * static_cast<double>(peak))
                 << "window " << w << " bin " << i;
@@ -187,16 +198,19 @@ TEST(Spectrum, RealBlockMatchesTheComplexPath) {
     s.Apply(a, real);
     s.Apply(b, cplx);
     ASSERT_EQ(a.GetSize(), n);
-    for (int i = 0; i < n; ++i) ASSERT_NEAR(a[i], b[i], 1e-5f) << i;
+    for (int i = 0; i < n; ++i)
+        ASSERT_NEAR(a[i], b[i], 1e-5f) << i;
     // A real spectrum is symmetric about the centre.
-    for (int k = 1; k < n / 2; ++k) ASSERT_NEAR(a[n / 2 + k], a[n / 2 - k], 1e-5f) << k;
+    for (int k = 1; k < n / 2; ++k)
+        ASSERT_NEAR(a[n / 2 + k], a[n / 2 - k], 1e-5f) << k;
 }
 
 TEST(Spectrum, NoAllocationPerBlockAfterTheFirstCall) {
     const int n = 4096;
     const VecCplx32 x = Noise(n, 1);
     VecReal32 xr(n);
-    for (int i = 0; i < n; ++i) xr[i] = x[i].re;
+    for (int i = 0; i < n; ++i)
+        xr[i] = x[i].re;
     for (int unit : {0, 2}) {
         Spectrum s(n, WT_FLAT_TOP, 0.0f);
         s.SetUnit(static_cast<PowerUnit>(unit));

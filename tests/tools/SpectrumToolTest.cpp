@@ -23,7 +23,7 @@ struct Result {
 };
 
 class ToolTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         char tmpl[] = "/tmp/ombrel-tool-XXXXXX";
         ASSERT_NE(mkdtemp(tmpl), nullptr);
@@ -35,14 +35,15 @@ protected:
 
     Result Run(const std::string& args) const {
         const std::string errPath = Path("stderr.txt");
-        const std::string cmd = "cd '" + dir + "' && " + OMBREL_TOOL_PATH + " " + args + " 2>'" +
-                                errPath + "'";
+        const std::string cmd =
+            "cd '" + dir + "' && " + OMBREL_TOOL_PATH + " " + args + " 2>'" + errPath + "'";
         Result r{-1, {}, {}};
         FILE* p = popen(cmd.c_str(), "r");
         if (!p) return r;
         char buf[65536];
         size_t n;
-        while ((n = fread(buf, 1, sizeof buf, p)) > 0) r.out.append(buf, n);
+        while ((n = fread(buf, 1, sizeof buf, p)) > 0)
+            r.out.append(buf, n);
         const int st = pclose(p);
         r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
         std::ifstream e(errPath);
@@ -119,11 +120,13 @@ TEST_F(ToolTest, SynthThenSpectrumFindsTheToneAtItsFrequencyAndLevel) {
 }
 
 TEST_F(ToolTest, Cs16WithFullScale) {
-    ASSERT_EQ(Run("synth --out t.cs16 --rate 1e6 --samples 2048 --tone -250000:-6 --full-scale 2048")
-                  .status,
-              0);
+    ASSERT_EQ(
+        Run("synth --out t.cs16 --rate 1e6 --samples 2048 --tone -250000:-6 --full-scale 2048")
+            .status,
+        0);
     EXPECT_EQ(SizeOf("t.cs16"), 2048 * 4);
-    const Result r = Run("spectrum t.cs16 --rate 1e6 --size 1024 --full-scale 2048 --window uniform");
+    const Result r =
+        Run("spectrum t.cs16 --rate 1e6 --size 1024 --full-scale 2048 --window uniform");
     ASSERT_EQ(r.status, 0) << r.err;
     const auto rows = ParseCsv(r.out);
     const size_t p = Peak(rows);
@@ -143,19 +146,22 @@ TEST_F(ToolTest, AverageIsThePowerMeanOfConsecutiveBlocks) {
         ASSERT_EQ(one.status, 0) << one.err;
         const auto rows = ParseCsv(one.out);
         ASSERT_EQ(rows.size(), 256u);
-        for (int k = 0; k < 256; ++k) power[k] += rows[k].level * rows[k].level / 4.0;
+        for (int k = 0; k < 256; ++k)
+            power[k] += rows[k].level * rows[k].level / 4.0;
     }
     ASSERT_EQ(a.size(), 256u);
-    for (int k = 0; k < 256; ++k) ASSERT_NEAR(a[k].level, std::sqrt(power[k]), 1e-5 * std::sqrt(power[k]) + 1e-9) << k;
+    for (int k = 0; k < 256; ++k)
+        ASSERT_NEAR(a[k].level, std::sqrt(power[k]), 1e-5 * std::sqrt(power[k]) + 1e-9) << k;
     // In dB the average is converted once: 10 log10 of the mean power.
     const Result db = Run("spectrum n.cf32 --rate 1e6 --size 256 --average 4");
     const auto d = ParseCsv(db.out);
-    for (int k = 0; k < 256; ++k) ASSERT_NEAR(d[k].level, 10.0 * std::log10(power[k]), 2e-3) << k;
+    for (int k = 0; k < 256; ++k)
+        ASSERT_NEAR(d[k].level, 10.0 * std::log10(power[k]), 2e-3) << k;
 }
 
 TEST_F(ToolTest, SeveralTracesAndDetectors) {
-    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 8192 --noise -70 --tone 1000:-30").status,
-              0);
+    ASSERT_EQ(
+        Run("synth --out n.cf32 --rate 1e6 --samples 8192 --noise -70 --tone 1000:-30").status, 0);
     const Result all = Run("spectrum n.cf32 --rate 1e6 --size 1024 --average 2 --traces all");
     ASSERT_EQ(all.status, 0) << all.err;
     EXPECT_EQ(all.out.rfind("trace,frequency_hz,level_db\n", 0), 0u);
@@ -165,7 +171,8 @@ TEST_F(ToolTest, SeveralTracesAndDetectors) {
     const auto lin = ParseCsv(full.out);
     for (const char* det : {"ave", "max", "min", "rms", "sample"}) {
         const Result r = Run(std::string("spectrum n.cf32 --rate 1e6 --size 1024 --unit linear "
-                                         "--points 100 --detector ") + det);
+                                         "--points 100 --detector ") +
+                             det);
         ASSERT_EQ(r.status, 0) << det << r.err;
         const auto rows = ParseCsv(r.out);
         ASSERT_EQ(rows.size(), 102u) << det;  // factor 1024/100 = 10 -> 102 buckets
@@ -192,10 +199,12 @@ TEST_F(ToolTest, SeveralTracesAndDetectors) {
 }
 
 TEST_F(ToolTest, OutputFileAndPlot) {
-    ASSERT_EQ(Run("synth --out t.cf32 --rate 25e6 --samples 16384 --tone 3e6:-10 --noise -150").status,
-              0);
-    const Result r = Run("spectrum t.cf32 --rate 25e6 --center 1e9 --size 4096 --window "
-                         "blackman-harris --out trace.csv --plot trace.png");
+    ASSERT_EQ(
+        Run("synth --out t.cf32 --rate 25e6 --samples 16384 --tone 3e6:-10 --noise -150").status,
+        0);
+    const Result r =
+        Run("spectrum t.cf32 --rate 25e6 --center 1e9 --size 4096 --window "
+            "blackman-harris --out trace.csv --plot trace.png");
     ASSERT_EQ(r.status, 0) << r.err;
     EXPECT_TRUE(r.out.empty());
     const auto rows = ParseCsv(ReadFile(Path("trace.csv")));

@@ -23,7 +23,9 @@ SampleFormat FormatFromExtension(const std::string& path, SampleFormat fallback)
     return fallback;
 }
 
-int BytesPerSample(SampleFormat f) { return f == SampleFormat::CF32 ? 8 : 4; }
+int BytesPerSample(SampleFormat f) {
+    return f == SampleFormat::CF32 ? 8 : 4;
+}
 
 CaptureReader::CaptureReader(const std::string& path, SampleFormat format, double fullScale)
     : path_(path),
@@ -68,7 +70,8 @@ int CaptureReader::Read(Kivo::Cplx32* out, int n) {
         return static_cast<int>(got);
     }
     staging_.resize(static_cast<size_t>(n) * 2);
-    const size_t got = std::fread(staging_.data(), 2 * sizeof(short), static_cast<size_t>(n), file_);
+    const size_t got =
+        std::fread(staging_.data(), 2 * sizeof(short), static_cast<size_t>(n), file_);
     if (got < static_cast<size_t>(n) && std::ferror(file_))
         throw InputError("error reading '" + path_ + "'");
     for (size_t i = 0; i < got; ++i) {

@@ -23,7 +23,7 @@ int BytesPerSample(SampleFormat f);
 /// Sequential reader in large blocks. Throws InputError for a file that cannot be opened or
 /// whose size is not a whole number of samples.
 class CaptureReader {
-public:
+  public:
     CaptureReader(const std::string& path, SampleFormat format, double fullScale);
     ~CaptureReader();
     CaptureReader(const CaptureReader&) = delete;
@@ -35,7 +35,7 @@ public:
     /// Reads up to n samples into out; returns how many were read (fewer only at the end).
     int Read(Kivo::Cplx32* out, int n);
 
-private:
+  private:
     std::string path_;
     SampleFormat format_;
     float scale_;

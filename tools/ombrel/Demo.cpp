@@ -52,7 +52,8 @@ double NoiseDensityDbHz(const TraceComputer& c, const std::vector<double>& meanP
     for (size_t k = 0; k < meanPower.size(); ++k) {
         const double f = offsets[k] * binHz;
         bool nearTone = std::fabs(f) > 0.45 * kRate;  // the band edges
-        for (const Tone& t : kTones) nearTone = nearTone || std::fabs(f - t.offsetHz) < 200 * binHz;
+        for (const Tone& t : kTones)
+            nearTone = nearTone || std::fabs(f - t.offsetHz) < 200 * binHz;
         if (nearTone) continue;
         sum += meanPower[k];
         ++count;
@@ -83,7 +84,8 @@ WindowResult Measure(Kivo::WindowType window, const std::vector<Kivo::Cplx32>& c
     r.trace = c.Finish();
     r.noiseDbHz = NoiseDensityDbHz(c, c.MeanPower());
     r.rbwHz = c.RbwHz();
-    for (const Tone& t : kTones) r.peaks.push_back(FindPeak(r.trace, kCenter + t.offsetHz, 20));
+    for (const Tone& t : kTones)
+        r.peaks.push_back(FindPeak(r.trace, kCenter + t.offsetHz, 20));
     return r;
 }
 
@@ -105,15 +107,17 @@ int RunDemo(int argc, char** argv) {
     const WindowResult flat = Measure(Kivo::WT_FLAT_TOP, capture);
     const WindowResult bh = Measure(Kivo::WT_BLACKMAN_HARRIS, capture);
 
-    std::printf("ombrel demo: synthetic capture at %.0f MHz, %.0f MS/s, %d blocks of %d samples "
-                "power-averaged\n\n",
-                kCenter / 1e6, kRate / 1e6, kBlocks, kSize);
-    std::printf("%-6s %16s %10s | %-28s | %-28s\n", "", "true", "", "flat-top (RBW " +
-                    std::to_string(static_cast<int>(std::lround(flat.rbwHz))) + " Hz)",
-                "blackman-harris (RBW " + std::to_string(static_cast<int>(std::lround(bh.rbwHz))) +
-                    " Hz)");
-    std::printf("%-6s %16s %10s | %16s %11s | %16s %11s\n", "tone", "frequency (MHz)",
-                "level (dB)", "frequency (MHz)", "level (dB)", "frequency (MHz)", "level (dB)");
+    std::printf(
+        "ombrel demo: synthetic capture at %.0f MHz, %.0f MS/s, %d blocks of %d samples "
+        "power-averaged\n\n",
+        kCenter / 1e6, kRate / 1e6, kBlocks, kSize);
+    const std::string flatHead =
+        "flat-top (RBW " + std::to_string(std::lround(flat.rbwHz)) + " Hz)";
+    const std::string bhHead =
+        "blackman-harris (RBW " + std::to_string(std::lround(bh.rbwHz)) + " Hz)";
+    std::printf("%-6s %27s | %-28s | %-28s\n", "", "true", flatHead.c_str(), bhHead.c_str());
+    std::printf("%-6s %16s %10s | %16s %11s | %16s %11s\n", "tone", "frequency (MHz)", "level (dB)",
+                "frequency (MHz)", "level (dB)", "frequency (MHz)", "level (dB)");
     bool ok = true;
     for (size_t i = 0; i < std::size(kTones); ++i) {
         const Tone& t = kTones[i];
@@ -123,13 +127,15 @@ int RunDemo(int argc, char** argv) {
         ok = ok && std::fabs(flat.peaks[i].levelDb - t.levelDb) <= 0.1;
         ok = ok && std::fabs(flat.peaks[i].frequencyHz - kCenter - t.offsetHz) <= kRate / kSize;
     }
-    std::printf("\nlevel error, flat-top: %+.3f dB and %+.3f dB; blackman-harris: %+.3f dB and "
-                "%+.3f dB (scalloping between bins)\n",
-                flat.peaks[0].levelDb - kTones[0].levelDb, flat.peaks[1].levelDb - kTones[1].levelDb,
-                bh.peaks[0].levelDb - kTones[0].levelDb, bh.peaks[1].levelDb - kTones[1].levelDb);
-    std::printf("noise density: true %.2f dB/Hz; measured %.2f dB/Hz (flat-top), %.2f dB/Hz "
-                "(blackman-harris), normalised to 1 Hz with each window's ENBW\n",
-                kNoiseDbHz, flat.noiseDbHz, bh.noiseDbHz);
+    std::printf(
+        "\nlevel error, flat-top: %+.3f dB and %+.3f dB; blackman-harris: %+.3f dB and "
+        "%+.3f dB (scalloping between bins)\n",
+        flat.peaks[0].levelDb - kTones[0].levelDb, flat.peaks[1].levelDb - kTones[1].levelDb,
+        bh.peaks[0].levelDb - kTones[0].levelDb, bh.peaks[1].levelDb - kTones[1].levelDb);
+    std::printf(
+        "noise density: true %.2f dB/Hz; measured %.2f dB/Hz (flat-top), %.2f dB/Hz "
+        "(blackman-harris), normalised to 1 Hz with each window's ENBW\n",
+        kNoiseDbHz, flat.noiseDbHz, bh.noiseDbHz);
     ok = ok && std::fabs(flat.noiseDbHz - kNoiseDbHz) <= 0.5 &&
          std::fabs(bh.noiseDbHz - kNoiseDbHz) <= 0.5;
 
@@ -137,8 +143,7 @@ int RunDemo(int argc, char** argv) {
     const std::string pngPath = dir + "/demo-trace.png";
     AtomicOutput csv(csvPath);
     WriteCsv(csv.File(), {flat.trace}, false);
-    PlotTrace(pngPath, flat.trace,
-              PlotLabels{kCenter, kRate, flat.rbwHz, "flat-top", false});
+    PlotTrace(pngPath, flat.trace, PlotLabels{kCenter, kRate, flat.rbwHz, "flat-top", false});
     csv.Commit();
     std::printf("wrote %s and %s\n", csvPath.c_str(), pngPath.c_str());
     if (!ok) std::printf("demo: a measured value is outside its expected tolerance\n");

@@ -14,16 +14,18 @@ struct Named {
     const char* name;
     int value;
 };
-constexpr Named kWindows[] = {{"uniform", Kivo::WT_UNIFORM},   {"blackman-harris", Kivo::WT_BLACKMAN_HARRIS},
-                              {"flat-top", Kivo::WT_FLAT_TOP}, {"hann", Kivo::WT_HANN},
-                              {"gauss", Kivo::WT_GAUSS},       {"kaiser", Kivo::WT_KAISER}};
-constexpr Named kDetectors[] = {{"ave", Kivo::DETECTOR_AVE},       {"max", Kivo::DETECTOR_MAX},
-                                {"min", Kivo::DETECTOR_MIN},       {"maxmin", Kivo::DETECTOR_MAXMIN},
-                                {"rms", Kivo::DETECTOR_RMS},       {"sample", Kivo::DETECTOR_SAMPLE}};
+constexpr Named kWindows[] = {
+    {"uniform", Kivo::WT_UNIFORM},   {"blackman-harris", Kivo::WT_BLACKMAN_HARRIS},
+    {"flat-top", Kivo::WT_FLAT_TOP}, {"hann", Kivo::WT_HANN},
+    {"gauss", Kivo::WT_GAUSS},       {"kaiser", Kivo::WT_KAISER}};
+constexpr Named kDetectors[] = {{"ave", Kivo::DETECTOR_AVE}, {"max", Kivo::DETECTOR_MAX},
+                                {"min", Kivo::DETECTOR_MIN}, {"maxmin", Kivo::DETECTOR_MAXMIN},
+                                {"rms", Kivo::DETECTOR_RMS}, {"sample", Kivo::DETECTOR_SAMPLE}};
 
 std::string NameList(const Named* list, int n) {
     std::string s;
-    for (int i = 0; i < n; ++i) s += (i ? ", " : "") + std::string(list[i].name);
+    for (int i = 0; i < n; ++i)
+        s += (i ? ", " : "") + std::string(list[i].name);
     return s;
 }
 
@@ -69,7 +71,8 @@ TraceComputer::TraceComputer(const TraceSettings& s)
     enbw_ = w->GetENBW();
     delete w;
     // Spectrum's zero-frequency shift puts bin 0 at index N/2.
-    for (int i = 0; i < s.size; ++i) binOffsets_[i] = i - s.size / 2;
+    for (int i = 0; i < s.size; ++i)
+        binOffsets_[i] = i - s.size / 2;
 }
 
 TraceComputer::~TraceComputer() = default;
@@ -174,12 +177,14 @@ void PlotTrace(const std::string& pngPath, const Trace& trace, const PlotLabels&
     script += "set terminal pngcairo size 1280,720 font 'sans,11'\n";
     script += "set output '" + partial + "'\n";
     script += "set title \"Centre " + FormatHz(labels.centerHz) + ", span " +
-              FormatHz(labels.spanHz) + ", RBW " + FormatHz(labels.rbwHz) + ", " +
-              labels.window + " window\"\n";
+              FormatHz(labels.spanHz) + ", RBW " + FormatHz(labels.rbwHz) + ", " + labels.window +
+              " window\"\n";
     script += "set xlabel 'Frequency (MHz)'\n";
     script += labels.linear ? "set ylabel 'Magnitude (linear, full scale = 1)'\n"
                             : "set ylabel 'Level (dB re full scale)'\n";
-    script += "set grid xtics ytics mxtics mytics lc rgb '#d0d0d0' lw 1, lc rgb '#eeeeee' lw 1\n";
+    script +=
+        "set grid xtics ytics mxtics mytics lt 1 lc rgb '#a0a0a0' lw 1, lt 1 lc rgb '#e0e0e0' lw "
+        "1\n";
     script += "set mxtics 5\nset mytics 2\nset key off\n";
     char range[128];
     std::snprintf(range, sizeof range, "set xrange [%.6f:%.6f]\n",

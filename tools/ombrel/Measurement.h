@@ -11,7 +11,7 @@
 namespace ombrel_tool {
 
 struct TraceSettings {
-    int size = 4096;                                   ///< block and transform length N
+    int size = 4096;  ///< block and transform length N
     Kivo::WindowType window = Kivo::WT_FLAT_TOP;
     bool linear = false;                               ///< linear magnitude instead of dB
     int points = 0;                                    ///< 0: all N bins
@@ -32,7 +32,7 @@ const char* WindowName(Kivo::WindowType type);
 Kivo::DetectorType ParseDetectorName(const std::string& name);
 
 class TraceComputer {
-public:
+  public:
     explicit TraceComputer(const TraceSettings& s);
     ~TraceComputer();
     TraceComputer(const TraceComputer&) = delete;
@@ -53,7 +53,7 @@ public:
     /// Offset in bins from the centre frequency of each trace index (before detection).
     const std::vector<int>& BinOffsets() const { return binOffsets_; }
 
-private:
+  private:
     TraceSettings settings_;
     Kivo::Spectrum spectrum_;
     Kivo::VecReal32 magnitude_;

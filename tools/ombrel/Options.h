@@ -22,7 +22,7 @@ struct InputError : std::runtime_error {
 /// "--name value" and "--name=value" options; repeated options keep every value in order;
 /// flags listed in `flags` take no value.
 class Options {
-public:
+  public:
     Options(int argc, char** argv, const std::vector<std::string>& valued,
             const std::vector<std::string>& flags);
     bool Has(const std::string& name) const { return values_.count(name) != 0; }
@@ -31,7 +31,7 @@ public:
     double GetDouble(const std::string& name, double fallback) const;
     long long GetInt(const std::string& name, long long fallback) const;
 
-private:
+  private:
     std::map<std::string, std::vector<std::string>> values_;
 };
 
@@ -41,7 +41,7 @@ long long ParseInt(const std::string& text, const std::string& what);
 /// Writes to "<path>.partial" and renames over `path` on Commit, so that a failure part-way
 /// never leaves a truncated output behind (the partial file is removed on destruction).
 class AtomicOutput {
-public:
+  public:
     explicit AtomicOutput(std::string path);
     ~AtomicOutput();
     AtomicOutput(const AtomicOutput&) = delete;
@@ -49,7 +49,7 @@ public:
     FILE* File() const { return file_; }
     void Commit();
 
-private:
+  private:
     std::string path_;
     std::string partial_;
     FILE* file_;

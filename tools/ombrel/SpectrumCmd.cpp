@@ -14,13 +14,15 @@ namespace ombrel_tool {
 namespace {
 const char* kSpectrumHelp =
     "usage: ombrel spectrum FILE --rate HZ [options]\n"
-    "  FILE                 raw interleaved complex samples: cf32 (float32 I,Q) or cs16 (int16 I,Q)\n"
+    "  FILE                 raw interleaved complex samples: cf32 (float32 I,Q) or cs16 (int16 "
+    "I,Q)\n"
     "  --rate HZ            sample rate (required, > 0)\n"
     "  --center HZ          centre frequency of the capture (default 0)\n"
     "  --format cf32|cs16   sample format (default: from the extension, else cf32)\n"
     "  --full-scale X       cs16 value of full scale (default 32768)\n"
     "  --size N             transform length (default 4096)\n"
-    "  --window NAME        uniform, blackman-harris, flat-top, hann, gauss, kaiser (default flat-top)\n"
+    "  --window NAME        uniform, blackman-harris, flat-top, hann, gauss, kaiser (default "
+    "flat-top)\n"
     "  --unit db|linear     dB re full-scale amplitude (default) or linear magnitude\n"
     "  --average K          power average of K consecutive blocks per trace (default 1)\n"
     "  --traces T|all       consecutive traces to compute (default 1; all = every complete group)\n"
@@ -69,8 +71,7 @@ int RunSpectrum(int argc, char** argv) {
     if (points > s.size) throw UsageError("--points must not exceed --size");
     s.points = static_cast<int>(points);
     s.detector = ParseDetectorName(o.Get("detector", "ave"));
-    if (o.Has("detector") && !o.Has("points"))
-        throw UsageError("--detector needs --points");
+    if (o.Has("detector") && !o.Has("points")) throw UsageError("--detector needs --points");
     const long long offset = o.GetInt("offset", 0);
     if (offset < 0) throw UsageError("--offset must not be negative");
     const std::string tracesArg = o.Get("traces", "1");
@@ -89,7 +90,8 @@ int RunSpectrum(int argc, char** argv) {
     const long long perTrace = average * s.size;
     if (available < s.size)
         throw InputError("'" + input + "' holds " + std::to_string(reader.SampleCount()) +
-                         " samples" + (offset ? " (" + std::to_string(available) + " after --offset)" : "") +
+                         " samples" +
+                         (offset ? " (" + std::to_string(available) + " after --offset)" : "") +
                          ", fewer than one block of " + std::to_string(s.size));
     if (available < perTrace)
         throw InputError("'" + input + "' holds " + std::to_string(available) +
@@ -98,8 +100,9 @@ int RunSpectrum(int argc, char** argv) {
     const long long possible = available / perTrace;
     if (traces == 0) traces = possible;
     if (traces > possible)
-        throw InputError("'" + input + "' holds only " + std::to_string(possible) + " trace(s) of " +
-                         std::to_string(average) + " blocks of " + std::to_string(s.size));
+        throw InputError("'" + input + "' holds only " + std::to_string(possible) +
+                         " trace(s) of " + std::to_string(average) + " blocks of " +
+                         std::to_string(s.size));
     if (o.Has("plot") && traces != 1) throw UsageError("--plot draws a single trace (--traces 1)");
     reader.Seek(offset);
 

@@ -24,9 +24,8 @@ Tone ParseTone(const std::string& text) {
     Tone t{};
     t.offsetHz = ParseDouble(parts[0], "--tone frequency");
     t.levelDb = ParseDouble(parts[1], "--tone level");
-    t.phaseRad = parts.size() == 3
-                     ? ParseDouble(parts[2], "--tone phase") * std::numbers::pi / 180.0
-                     : 0.0;
+    t.phaseRad =
+        parts.size() == 3 ? ParseDouble(parts[2], "--tone phase") * std::numbers::pi / 180.0 : 0.0;
     return t;
 }
 
@@ -76,7 +75,8 @@ int RunSynth(int argc, char** argv) {
     if (spec.rate <= 0.0) throw UsageError("--rate must be positive");
     const long long samples = o.GetInt("samples", 0);
     if (samples <= 0) throw UsageError("--samples must be positive");
-    for (const std::string& t : o.All("tone")) spec.tones.push_back(ParseTone(t));
+    for (const std::string& t : o.All("tone"))
+        spec.tones.push_back(ParseTone(t));
     if (o.Has("noise")) {
         spec.noise = true;
         spec.noiseDensityDbHz = o.GetDouble("noise", 0.0);

@@ -16,10 +16,10 @@ struct Tone {
 };
 
 struct SynthSpec {
-    double rate = 0.0;                ///< sample rate in Hz
-    std::vector<Tone> tones;          ///< complex exponentials A·exp(j(2π f n / rate + φ))
-    bool noise = false;               ///< add white Gaussian noise
-    double noiseDensityDbHz = -140.0; ///< its density in dB re full-scale power per Hz
+    double rate = 0.0;                 ///< sample rate in Hz
+    std::vector<Tone> tones;           ///< complex exponentials A·exp(j(2π f n / rate + φ))
+    bool noise = false;                ///< add white Gaussian noise
+    double noiseDensityDbHz = -140.0;  ///< its density in dB re full-scale power per Hz
     unsigned long long seed = 1;
 };
 
@@ -28,11 +28,11 @@ Tone ParseTone(const std::string& text);
 
 /// Generates the samples block by block; consecutive calls continue the same signal.
 class Synthesizer {
-public:
+  public:
     explicit Synthesizer(const SynthSpec& spec);
     void Generate(Kivo::Cplx32* out, int n);
 
-private:
+  private:
     SynthSpec spec_;
     long long index_;
     std::mt19937_64 rng_;

@@ -35,7 +35,7 @@ enum PowerUnit : int {
 /// the window (KivoException 8005). Copies share the window and transform of the source (shared
 /// ownership, released with the last copy); a copy computes exactly what the source computes.
 class OMBREL_API Spectrum {
-public:
+  public:
     /// N points; the window made by WindowFactory::MakeWindow(type, N, param), which keeps the
     /// default shape of Gauss and Kaiser windows; unit 0 (dB).
     Spectrum(int size, WindowType type, float param);
@@ -55,7 +55,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     void Finish(VecReal32& trace);
 
     int size;
