@@ -13,7 +13,8 @@ constexpr std::size_t kCount = kBytes / sizeof(float);
 
 float* Make(float value) {
     auto* p = static_cast<float*>(std::aligned_alloc(64, kBytes));
-    for (std::size_t i = 0; i < kCount; ++i) p[i] = value;
+    for (std::size_t i = 0; i < kCount; ++i)
+        p[i] = value;
     return p;
 }
 
@@ -22,7 +23,8 @@ void BM_StreamCopy(benchmark::State& state) {
     float* a = Make(1.0f);
     float* c = Make(0.0f);
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kCount; ++i) c[i] = a[i];
+        for (std::size_t i = 0; i < kCount; ++i)
+            c[i] = a[i];
         benchmark::DoNotOptimize(c);
         benchmark::ClobberMemory();
     }
@@ -38,7 +40,8 @@ void BM_StreamTriad(benchmark::State& state) {
     float* c = Make(2.0f);
     const float s = 3.0f;
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kCount; ++i) a[i] = b[i] + s * c[i];
+        for (std::size_t i = 0; i < kCount; ++i)
+            a[i] = b[i] + s * c[i];
         benchmark::DoNotOptimize(a);
         benchmark::ClobberMemory();
     }
@@ -53,7 +56,8 @@ void BM_StreamTriad(benchmark::State& state) {
 void BM_StreamScaleInPlace(benchmark::State& state) {
     float* a = Make(1.0f);
     for (auto _ : state) {
-        for (std::size_t i = 0; i < kCount; ++i) a[i] = a[i] * 1.0000001f;
+        for (std::size_t i = 0; i < kCount; ++i)
+            a[i] = a[i] * 1.0000001f;
         benchmark::DoNotOptimize(a);
         benchmark::ClobberMemory();
     }

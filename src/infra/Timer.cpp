@@ -86,7 +86,9 @@ float KivoTimer::ConvertTimeToUs(unsigned long long cycles) {
     return static_cast<float>(cycles) / static_cast<float>(cyclesPerMicrosecond);
 }
 
-float KivoTimer::GetCPUFreq() { return static_cast<float>(CounterMHz()); }
+float KivoTimer::GetCPUFreq() {
+    return static_cast<float>(CounterMHz());
+}
 
 unsigned long long KivoTimer::MeasOverhead() {
     long long sum = 0;
@@ -94,8 +96,8 @@ unsigned long long KivoTimer::MeasOverhead() {
         const int a = StartTimer();
         const int b = StartTimer();
         // Difference of the 32-bit readings, sign-extended, as the counter may wrap in 32 bits.
-        sum += static_cast<long long>(static_cast<int>(static_cast<unsigned>(b) -
-                                                       static_cast<unsigned>(a)));
+        sum += static_cast<long long>(
+            static_cast<int>(static_cast<unsigned>(b) - static_cast<unsigned>(a)));
     }
     return static_cast<unsigned long long>(sum / 10);
 }
@@ -105,7 +107,9 @@ bool KivoTimer2::m_bInitialized = false;
 float KivoTimer2::m_CPUInMHz = 0.0f;
 double KivoTimer2::m_uSecMultFactor = 0.0;
 
-KivoTimer2::KivoTimer2() : start(0), last(0), elapsed(0) { InitTimer(); }
+KivoTimer2::KivoTimer2() : start(0), last(0), elapsed(0) {
+    InitTimer();
+}
 
 void KivoTimer2::InitTimer() {
     // call_once rather than the bare flag: two threads creating the first timers calibrate once.
@@ -123,7 +127,9 @@ void KivoTimer2::InitTimer() {
     });
 }
 
-void KivoTimer2::Start() { start = rdtsc(); }
+void KivoTimer2::Start() {
+    start = rdtsc();
+}
 
 void KivoTimer2::Stop() {
     last = rdtsc();
@@ -135,11 +141,17 @@ void KivoTimer2::Split() {
     elapsed += last - start;
 }
 
-double KivoTimer2::GetUsec() { return static_cast<double>(elapsed) * m_uSecMultFactor; }
+double KivoTimer2::GetUsec() {
+    return static_cast<double>(elapsed) * m_uSecMultFactor;
+}
 
-float KivoTimer2::GetCPUFreq() { return m_CPUInMHz; }
+float KivoTimer2::GetCPUFreq() {
+    return m_CPUInMHz;
+}
 
-long long KivoTimer2::rdtsc() { return static_cast<long long>(ReadCounter()); }
+long long KivoTimer2::rdtsc() {
+    return static_cast<long long>(ReadCounter());
+}
 
 // ---------------------------------------------------------------------------------------------
 bool KivoTimer::UnitTest(UnitTestRecorder& recorder) {

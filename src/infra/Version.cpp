@@ -5,5 +5,7 @@
 #endif
 
 namespace Kivo {
-const char* OmbrelVersion() { return OMBREL_VERSION_STRING; }
+const char* OmbrelVersion() {
+    return OMBREL_VERSION_STRING;
+}
 }  // namespace Kivo

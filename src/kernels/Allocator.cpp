@@ -9,6 +9,8 @@ namespace Kivo::kernels {
 
 namespace {
 std::atomic<long long> gAllocations{0};
+std::atomic<long long> gFrees{0};
+std::atomic<long long> gLastBytes{0};
 // -1: no failure injected; otherwise the number of allocations still allowed to succeed.
 std::atomic<int> gSuccessesLeft{-1};
 
@@ -30,17 +32,36 @@ void* AlignedAlloc(long long count, std::size_t elementSize) {
     if (InjectedFailure()) return nullptr;
     std::size_t bytes = static_cast<std::size_t>(count) * elementSize;
     // aligned_alloc wants a multiple of the alignment.
-    bytes = (bytes + kAlignment - 1) / kAlignment * kAlignment;
-    void* p = std::aligned_alloc(kAlignment, bytes);
-    if (p) gAllocations.fetch_add(1, std::memory_order_relaxed);
+    const std::size_t padded = (bytes + kAlignment - 1) / kAlignment * kAlignment;
+    void* p = std::aligned_alloc(kAlignment, padded);
+    if (p) {
+        gAllocations.fetch_add(1, std::memory_order_relaxed);
+        gLastBytes.store(static_cast<long long>(bytes), std::memory_order_relaxed);
+    }
     return p;
 }
 
-void AlignedFree(void* p) { std::free(p); }
+void AlignedFree(void* p) {
+    if (!p) return;
+    gFrees.fetch_add(1, std::memory_order_relaxed);
+    std::free(p);
+}
 
-long long AllocationCount() { return gAllocations.load(std::memory_order_relaxed); }
+long long AllocationCount() {
+    return gAllocations.load(std::memory_order_relaxed);
+}
+long long FreeCount() {
+    return gFrees.load(std::memory_order_relaxed);
+}
+long long LastAllocationBytes() {
+    return gLastBytes.load(std::memory_order_relaxed);
+}
 
-ScopedAllocFailure::ScopedAllocFailure(int successes) { gSuccessesLeft.store(successes); }
-ScopedAllocFailure::~ScopedAllocFailure() { gSuccessesLeft.store(-1); }
+ScopedAllocFailure::ScopedAllocFailure(int successes) {
+    gSuccessesLeft.store(successes);
+}
+ScopedAllocFailure::~ScopedAllocFailure() {
+    gSuccessesLeft.store(-1);
+}
 
 }  // namespace Kivo::kernels

@@ -15,11 +15,15 @@ void AlignedFree(void* p);
 
 /// Number of successful AlignedAlloc calls in this process (all threads).
 long long AllocationCount();
+/// Number of AlignedFree calls with a non-null pointer in this process (all threads).
+long long FreeCount();
+/// Byte size asked for by the most recent successful AlignedAlloc (before alignment padding).
+long long LastAllocationBytes();
 
 /// Test hook: while alive, the allocator lets `successes` more allocations through and then
 /// fails every one until destroyed. Not thread-safe with respect to other failing scopes.
 class ScopedAllocFailure {
-public:
+  public:
     explicit ScopedAllocFailure(int successes = 0);
     ~ScopedAllocFailure();
     ScopedAllocFailure(const ScopedAllocFailure&) = delete;

@@ -14,18 +14,30 @@ namespace Kivo::kernels {
 /// code is never paired with a made-up text.
 constexpr const char* ErrorMessage(int code) {
     switch (code) {
-        case KIVO_MEMORY_ALLOC_ERROR: return "memory allocation error";
-        case KIVO_DIVIDE_BY_ZERO_ERROR: return "divide-by-zero error";
-        case KIVO_SINGULAR_MATRIX: return "singular matrix";
-        case KIVO_INVALID_INPUT_PARAMETER: return "invalid input parameter";
-        case KIVO_FILE_OPEN_ERROR: return "error opening file";
-        case KIVO_FILE_READ_ERROR: return "error reading file";
-        case KIVO_FILE_WRITE_ERROR: return "error writing file";
-        case KIVO_FILE_VERSION_ERROR: return "file version error";
-        case KIVO_FILE_TYPE_ERROR: return "file type error";
-        case KIVO_FILE_CLOSE_ERROR: return "error closing file";
-        case KIVO_MATLAB_ACCESS_ERROR: return "MATLAB access error";
-        default: return "unexpected software error";
+        case KIVO_MEMORY_ALLOC_ERROR:
+            return "memory allocation error";
+        case KIVO_DIVIDE_BY_ZERO_ERROR:
+            return "divide-by-zero error";
+        case KIVO_SINGULAR_MATRIX:
+            return "singular matrix";
+        case KIVO_INVALID_INPUT_PARAMETER:
+            return "invalid input parameter";
+        case KIVO_FILE_OPEN_ERROR:
+            return "error opening file";
+        case KIVO_FILE_READ_ERROR:
+            return "error reading file";
+        case KIVO_FILE_WRITE_ERROR:
+            return "error writing file";
+        case KIVO_FILE_VERSION_ERROR:
+            return "file version error";
+        case KIVO_FILE_TYPE_ERROR:
+            return "file type error";
+        case KIVO_FILE_CLOSE_ERROR:
+            return "error closing file";
+        case KIVO_MATLAB_ACCESS_ERROR:
+            return "MATLAB access error";
+        default:
+            return "unexpected software error";
     }
 }
 

@@ -15,7 +15,8 @@ constexpr std::array<std::uint32_t, 256> MakeTable() {
     std::array<std::uint32_t, 256> t{};
     for (std::uint32_t i = 0; i < 256; ++i) {
         std::uint32_t c = i;
-        for (int k = 0; k < 8; ++k) c = (c & 1U) ? 0xEDB88320U ^ (c >> 1) : c >> 1;
+        for (int k = 0; k < 8; ++k)
+            c = (c & 1U) ? 0xEDB88320U ^ (c >> 1) : c >> 1;
         t[i] = c;
     }
     return t;
@@ -29,7 +30,8 @@ unsigned int Checksum::ComputeCRC32(int nbytes, const void* data, unsigned int c
     if (nbytes <= 0) return crc;
     const auto* p = static_cast<const unsigned char*>(data);
     std::uint32_t r = ~static_cast<std::uint32_t>(crc);
-    for (int i = 0; i < nbytes; ++i) r = kTable[(r ^ p[i]) & 0xFFU] ^ (r >> 8);
+    for (int i = 0; i < nbytes; ++i)
+        r = kTable[(r ^ p[i]) & 0xFFU] ^ (r >> 8);
     return ~r;
 }
 
@@ -39,7 +41,8 @@ bool Checksum::UnitTest(UnitTestRecorder& recorder) {
     kernels::Record(recorder, ok, "Checksum", "ComputeCRC32 known value",
                     ComputeCRC32(14, text, 0) == 0xC07A9F32U);
     unsigned int chained = 0;
-    for (int i = 0; i < 14; ++i) chained = ComputeCRC32(1, text + i, chained);
+    for (int i = 0; i < 14; ++i)
+        chained = ComputeCRC32(1, text + i, chained);
     kernels::Record(recorder, ok, "Checksum", "ComputeCRC32 chained", chained == 0xC07A9F32U);
     kernels::Record(recorder, ok, "Checksum", "ComputeCRC32 zero length",
                     ComputeCRC32(0, text, 0x1234U) == 0x1234U);

@@ -9,17 +9,33 @@
 
 namespace Kivo {
 
-float* KivoAllocReal32(int n) { return static_cast<float*>(kernels::AlignedAlloc(n, 4)); }
-double* KivoAllocReal64(int n) { return static_cast<double*>(kernels::AlignedAlloc(n, 8)); }
-Cplx32* KivoAllocCplx32(int n) { return static_cast<Cplx32*>(kernels::AlignedAlloc(n, 8)); }
-Cplx64* KivoAllocCplx64(int n) { return static_cast<Cplx64*>(kernels::AlignedAlloc(n, 16)); }
-short* KivoAllocInt16(int n) { return static_cast<short*>(kernels::AlignedAlloc(n, 2)); }
-int* KivoAllocInt32(int n) { return static_cast<int*>(kernels::AlignedAlloc(n, 4)); }
+float* KivoAllocReal32(int n) {
+    return static_cast<float*>(kernels::AlignedAlloc(n, 4));
+}
+double* KivoAllocReal64(int n) {
+    return static_cast<double*>(kernels::AlignedAlloc(n, 8));
+}
+Cplx32* KivoAllocCplx32(int n) {
+    return static_cast<Cplx32*>(kernels::AlignedAlloc(n, 8));
+}
+Cplx64* KivoAllocCplx64(int n) {
+    return static_cast<Cplx64*>(kernels::AlignedAlloc(n, 16));
+}
+short* KivoAllocInt16(int n) {
+    return static_cast<short*>(kernels::AlignedAlloc(n, 2));
+}
+int* KivoAllocInt32(int n) {
+    return static_cast<int*>(kernels::AlignedAlloc(n, 4));
+}
 unsigned char* KivoAllocUInt8(int n) {
     return static_cast<unsigned char*>(kernels::AlignedAlloc(n, 1));
 }
-char* KivoAllocByte(int n) { return static_cast<char*>(kernels::AlignedAlloc(n, 1)); }
-unsigned char* KivoAllocBit(int n) { return KivoAllocUInt8(n); }
+char* KivoAllocByte(int n) {
+    return static_cast<char*>(kernels::AlignedAlloc(n, 1));
+}
+unsigned char* KivoAllocBit(int n) {
+    return KivoAllocUInt8(n);
+}
 
 void KivoDelete(void* p) {
     if (p) kernels::AlignedFree(p);
@@ -84,8 +100,7 @@ void DumpKivoMemoryAllocError(int bytes, const char* note) {
     const char* k = "K";
     std::fprintf(f, "System tried to allocate %d bytes.\n", bytes);
     if (note) std::fprintf(f, "%s \n", note);
-    std::fprintf(f, "The MemoryStatus structure is %ld bytes long.\n",
-                 static_cast<long>(m.length));
+    std::fprintf(f, "The MemoryStatus structure is %ld bytes long.\n", static_cast<long>(m.length));
     std::fprintf(f, "It should be %d.\n", 32);
     std::fprintf(f, "%ld percent of memory is in use.\n", static_cast<long>(m.memoryLoad));
     std::fprintf(f, "There are %*ld total %sbytes of physical memory.\n", 7,

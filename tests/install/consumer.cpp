@@ -9,9 +9,11 @@ int main() {
     float* p = Kivo::KivoAllocReal32(16);
     const bool aligned = p && (reinterpret_cast<unsigned long>(p) % 32) == 0;
     Kivo::KivoDelete(p);
+    // An exception thrown inside the library is caught here by its type.
     bool caught = false;
     try {
-        throw Kivo::KivoException{8001, "divide-by-zero error", "consumer", 1};
+        Kivo::VecReal32 v(4);
+        v.Div(0.0f);
     } catch (const Kivo::KivoException& e) {
         caught = e.code == 8001;
     }

@@ -23,6 +23,24 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= VecReal64::UnitTest(r);
     ok &= VecCplx32::UnitTest(r);
     ok &= VecCplx64::UnitTest(r);
+    ok &= VecInt16::UnitTest(r);
+    ok &= VecInt32::UnitTest(r);
+    ok &= VecUInt8::UnitTest(r);
+    ok &= VecUInt32::UnitTest(r);
+    ok &= BitVector::UnitTest(r);
+    ok &= BaseMatrix<float>::UnitTest(r);
+    ok &= BaseMatrix<double>::UnitTest(r);
+    ok &= MatReal32::UnitTest(r);
+    ok &= MatReal64::UnitTest(r);
+    ok &= Complex::UnitTest(r);
+    // Transforms and windows
+    ok &= Window::UnitTest(r);
+    ok &= BlackmanHarrisWindow::UnitTest(r);
+    ok &= FlatTopWindow::UnitTest(r);
+    ok &= HannWindow::UnitTest(r);
+    ok &= GaussWindow::UnitTest(r);
+    ok &= KaiserWindow::UnitTest(r);
+    ok &= WindowFactory::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);

@@ -23,7 +23,8 @@ void PrintHelp(FILE* out) {
     std::fprintf(out,
                  "usage: ombrel <command> [options]\n"
                  "       ombrel --version | --help\n\ncommands:\n");
-    for (const Command& c : kCommands) std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
+    for (const Command& c : kCommands)
+        std::fprintf(out, "  %-10s %s\n", c.name, c.summary);
     std::fprintf(out, "\n'ombrel <command> --help' describes a command's options.\n");
 }
 

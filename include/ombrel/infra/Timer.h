@@ -11,7 +11,7 @@ class UnitTestRecorder;
 /// ten back-to-back reads) from every result. On x86-64 the counter is the time-stamp counter;
 /// elsewhere it is a monotonic nanosecond clock and the frequency is 1000 MHz.
 class OMBREL_API KivoTimer {
-public:
+  public:
     KivoTimer();
     virtual ~KivoTimer();
 
@@ -27,7 +27,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     unsigned long long MeasOverhead();
 
     unsigned long long overhead;
@@ -39,7 +39,7 @@ private:
 /// Reads the counter directly; calibrated once per process (a 200 ms sleep against the
 /// monotonic clock, done by the first KivoTimer2 constructed; thread-safe).
 class OMBREL_API KivoTimer2 {
-public:
+  public:
     KivoTimer2();
 
     static void InitTimer();
@@ -59,7 +59,7 @@ public:
     static float m_CPUInMHz;
     static double m_uSecMultFactor;
 
-private:
+  private:
     long long start;
     long long last;
     long long elapsed;

@@ -15,7 +15,7 @@ struct UTRG {
 /// Prints each outcome as it arrives on standard output, keeps them in arrival order and prints
 /// summaries, a full dump or the failures only. Record indices are positions in the whole list.
 class OMBREL_API UnitTestRecorder {
-public:
+  public:
     UnitTestRecorder();
     UnitTestRecorder(const UnitTestRecorder& other);
     UnitTestRecorder& operator=(const UnitTestRecorder& other);
@@ -32,7 +32,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-private:
+  private:
     UTRG* records;  // arrival order; grown geometrically
     int numRecords;
     int numFailures;

@@ -26,7 +26,7 @@ class UnitTestRecorder;
 /// Instantiated for unsigned char, short, int, unsigned int, float, double, Cplx32 and Cplx64.
 template <typename T>
 class OMBREL_API BaseVector {
-public:
+  public:
     explicit BaseVector(int n);
     BaseVector(const BaseVector<T>& other);
     BaseVector<T>& operator=(const BaseVector<T>& other);
@@ -52,7 +52,7 @@ public:
 
     static bool UnitTest(UnitTestRecorder& recorder);
 
-protected:
+  protected:
     virtual void Alloc(int n);
     void Create(int n);
     void Del();

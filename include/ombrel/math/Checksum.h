@@ -8,7 +8,7 @@ namespace Kivo {
 class UnitTestRecorder;
 
 class OMBREL_API Checksum {
-public:
+  public:
     /// CRC-32 of `nbytes` bytes at `data`, continuing from `crc` (0 to start). Passing the
     /// result back as `crc` continues the checksum; `nbytes` of 0 returns `crc` unchanged.
     static unsigned int ComputeCRC32(int nbytes, const void* data, unsigned int crc);

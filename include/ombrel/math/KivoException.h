@@ -44,7 +44,7 @@ enum KivoErrorCodeTag {
 /// What every failure of the library throws, by value. A plain record of four fields, copied
 /// bitwise; the two texts are static literals that the exception does not own.
 class OMBREL_API KivoException {
-public:
+  public:
     int code;             ///< a KivoErrorCodeTag value
     const char* message;  ///< the fixed message of the code
     const char* file;     ///< source unit that raised it, e.g. "src/math/Vector"
