@@ -15,6 +15,9 @@
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
 
+// Numeric utilities
+#include <ombrel/math/MathUtils.h>
+
 // Instrumentation
 #include <ombrel/infra/Timer.h>
 #include <ombrel/infra/UnitTestRecorder.h>
