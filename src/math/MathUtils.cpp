@@ -168,15 +168,23 @@ void DiffImpl(Vec& out, const Vec& in) {
         d[i] = s[i + 1] - s[i];
 }
 
+// (a + b) / 2 with the vector operators add-assign and divide-assign. The first step, a copy
+// of a, goes through Resize rather than the assignment operator: assignment always
+// reallocates, and it cannot release the buffer of a zero-length destination.
 template <class Vec, class S>
 void AveImpl(Vec& out, const Vec& a, const Vec& b, S two) {
     KIVO_REQUIRE(b.GetSize() >= a.GetSize());
     if (&out == &b && &out != &a) {
-        // out = a would overwrite b first; a + b = b + a exactly.
+        // Copying a first would overwrite b; a + b = b + a exactly.
         out.Truncate(0, a.GetSize());
         out += a;
     } else {
-        out = a;
+        if (&out != &a) {
+            const int n = a.GetSize();
+            const auto* s = Ptr(a);
+            out.Resize(n);
+            if (n > 0) std::memcpy(Ptr(out), s, sizeof(*s) * n);
+        }
         out += b;
     }
     out /= two;

