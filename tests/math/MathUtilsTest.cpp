@@ -705,6 +705,7 @@ TEST(MathUtilsCopy, DeleteElementLengthArithmetic) {
         auto v = R64(x);
         MathUtils::DeleteElement(v, I32(idx));
         EXPECT_EQ(Elems(v), kept);
+        v.Resize(1);  // all removed: a zero-length vector keeps its buffer unreleased by design
     }
     // An index out of range removes nothing but still shortens the vector by one.
     auto v = R32({10, 11, 12, 13});
