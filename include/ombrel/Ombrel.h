@@ -15,6 +15,8 @@
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
 
+// Numeric utilities
+#include <ombrel/math/MathUtils.h>
 // Transforms and windows
 #include <ombrel/dsp/Window.h>
 #include <ombrel/dsp/WindowFactory.h>

@@ -33,6 +33,8 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= MatReal32::UnitTest(r);
     ok &= MatReal64::UnitTest(r);
     ok &= Complex::UnitTest(r);
+    // Numeric utilities
+    ok &= MathUtils::UnitTest(r);
     // Transforms and windows
     ok &= Window::UnitTest(r);
     ok &= BlackmanHarrisWindow::UnitTest(r);
