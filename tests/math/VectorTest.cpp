@@ -667,6 +667,28 @@ TEST(Vector, DivisionByZeroConstantThrows8001) {
     EXPECT_EQ(Catch([&] { empty.Div(0.0f); }).code, 8001);
 }
 
+TEST(Vector, ZeroDivisorGivesAnInfinityOfTheDividendsSign) {
+    // Whatever the sign of the zero: -2 / -0 is -Inf and 5 / -0 is +Inf, unlike IEEE division.
+    const float inf = std::numeric_limits<float>::infinity();
+    for (int n : {2, 9, 37}) {  // short, and long enough for the vector loop
+        VecReal32 a(n), b(n);
+        for (int i = 0; i < n; ++i) {
+            a[i] = (i % 2) ? 5.0f : -2.0f;
+            b[i] = (i % 3 == 0) ? -0.0f : 0.0f;
+        }
+        EXPECT_EQ(Catch([&] { a.Div(b); }).code, 8001);
+        for (int i = 0; i < n; ++i)
+            ASSERT_EQ(a[i], (i % 2) ? inf : -inf) << i;
+    }
+    VecReal64 c(3), d(3);
+    c[0] = -2, c[1] = 5, c[2] = 0;
+    d[0] = -0.0, d[1] = -0.0, d[2] = -0.0;
+    EXPECT_EQ(Catch([&] { c.Div(d); }).code, 8001);
+    EXPECT_EQ(c[0], -std::numeric_limits<double>::infinity());
+    EXPECT_EQ(c[1], std::numeric_limits<double>::infinity());
+    EXPECT_TRUE(std::isnan(c[2]));
+}
+
 TEST(Vector, DivisionByZeroElementThrowsAfterStoringAllQuotients) {
     VecReal32 a = MakeReal32({1, 2}), b = MakeReal32({1, 0});
     const KivoException e = Catch([&] { a.Div(b); });
