@@ -171,12 +171,12 @@ void PowerSpectr(const Cplx64* src, double* dst, int n) {
         dst[i] = src[i].re * src[i].re + src[i].im * src[i].im;
 }
 
-void Magnitude(const Cplx32* src, float* dst, int n) {
+KIVO_HOT_CLONES void Magnitude(const Cplx32* src, float* dst, int n) {
     for (int i = 0; i < n; ++i)
         dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
 }
 
-void Magnitude(const Cplx64* src, double* dst, int n) {
+KIVO_HOT_CLONES void Magnitude(const Cplx64* src, double* dst, int n) {
     for (int i = 0; i < n; ++i)
         dst[i] = std::sqrt(src[i].re * src[i].re + src[i].im * src[i].im);
 }
