@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #ifdef OMBREL_BENCH_HAVE_VOLK
@@ -143,10 +144,16 @@ void ConvPath(benchmark::State& state, bool fft) {
     std::vector<T> h(taps), x(n), y(taps + n - 1);
     std::mt19937 gen(4);
     std::uniform_real_distribution<double> d(-1.0, 1.0);
+    auto draw = [&]() {
+        if constexpr (std::is_same_v<T, Cplx32>)
+            return Cplx32{static_cast<float>(d(gen)), static_cast<float>(d(gen))};
+        else
+            return static_cast<T>(d(gen));
+    };
     for (auto& v : h)
-        v = static_cast<T>(d(gen));
+        v = draw();
     for (auto& v : x)
-        v = static_cast<T>(d(gen));
+        v = draw();
     for (auto _ : state) {
         if (fft)
             kernels::ConvFft(h.data(), taps, x.data(), n, y.data());
