@@ -17,6 +17,9 @@
 
 // Numeric utilities
 #include <ombrel/dsp/DSPUtils.h>
+// Transforms and windows
+#include <ombrel/dsp/Window.h>
+#include <ombrel/dsp/WindowFactory.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

@@ -35,6 +35,14 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= Complex::UnitTest(r);
     // Numeric utilities
     ok &= DSPUtils::UnitTest(r);
+    // Transforms and windows
+    ok &= Window::UnitTest(r);
+    ok &= BlackmanHarrisWindow::UnitTest(r);
+    ok &= FlatTopWindow::UnitTest(r);
+    ok &= HannWindow::UnitTest(r);
+    ok &= GaussWindow::UnitTest(r);
+    ok &= KaiserWindow::UnitTest(r);
+    ok &= WindowFactory::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
