@@ -133,7 +133,10 @@ void BM_ConvDirectSum(benchmark::State& state) {
     }
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * n);
 }
-BENCHMARK(BM_ConvDirectSum)->Args({4096, 1 << 20})->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvDirectSum)
+    ->Args({4096, 1 << 20})
+    ->MinTime(kMinTime)
+    ->Unit(benchmark::kMillisecond);
 
 // ---- Crossover: both methods over tap counts, 1M samples ------------------------------------
 
