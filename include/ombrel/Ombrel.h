@@ -16,10 +16,13 @@
 #include <ombrel/math/Vector.h>
 
 // Numeric utilities
-#include <ombrel/dsp/DSPUtils.h>
+#include <ombrel/math/MathUtils.h>
 // Transforms and windows
 #include <ombrel/dsp/Window.h>
 #include <ombrel/dsp/WindowFactory.h>
+// Numeric utilities
+#include <ombrel/dsp/DSPUtils.h>
+#include <ombrel/dsp/Spectrum.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

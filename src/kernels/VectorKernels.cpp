@@ -31,6 +31,15 @@ KIVO_INLINE void MulBody(const T* src, T* srcDst, int n) {
     for (int k = 0; k < n; ++k)
         srcDst[k] = srcDst[k] * src[k];
 }
+// IEEE division by -0 gives an infinity of the opposite sign; the division of the vectors makes
+// a zero divisor's infinity follow the dividend's sign alone. Rare path: only when a zero
+// divisor was seen.
+template <typename T>
+void FollowDividendSign(const T* src, T* quotient, int n) {
+    for (int k = 0; k < n; ++k)
+        if (src[k] == T(0) && std::signbit(src[k]) && std::isinf(quotient[k]))
+            quotient[k] = -quotient[k];
+}
 template <typename T>
 KIVO_INLINE bool DivBody(const T* src, T* srcDst, int n) {
     int zero = 0;
@@ -38,6 +47,7 @@ KIVO_INLINE bool DivBody(const T* src, T* srcDst, int n) {
         zero |= src[k] == T(0);
         srcDst[k] = srcDst[k] / src[k];
     }
+    if (zero) FollowDividendSign(src, srcDst, n);
     return zero != 0;
 }
 template <typename T>
@@ -567,8 +577,12 @@ template <typename T>
 KIVO_SCALAR bool RDiv(const T* src, T* srcDst, int n) {
     bool zero = false;
     for (int k = 0; k < n; ++k) {
-        if (src[k] == 0) zero = true;
         srcDst[k] = srcDst[k] / src[k];
+        if (src[k] == 0) {
+            zero = true;
+            // x / ±0 is an infinity of x's sign, whatever the sign of the zero.
+            if (std::signbit(src[k]) && std::isinf(srcDst[k])) srcDst[k] = -srcDst[k];
+        }
     }
     return zero;
 }

@@ -168,15 +168,23 @@ void DiffImpl(Vec& out, const Vec& in) {
         d[i] = s[i + 1] - s[i];
 }
 
+// (a + b) / 2 with the vector operators add-assign and divide-assign. The first step, a copy
+// of a, goes through Resize rather than the assignment operator: assignment always
+// reallocates, and it cannot release the buffer of a zero-length destination.
 template <class Vec, class S>
 void AveImpl(Vec& out, const Vec& a, const Vec& b, S two) {
     KIVO_REQUIRE(b.GetSize() >= a.GetSize());
     if (&out == &b && &out != &a) {
-        // out = a would overwrite b first; a + b = b + a exactly.
+        // Copying a first would overwrite b; a + b = b + a exactly.
         out.Truncate(0, a.GetSize());
         out += a;
     } else {
-        out = a;
+        if (&out != &a) {
+            const int n = a.GetSize();
+            const auto* s = Ptr(a);
+            out.Resize(n);
+            if (n > 0) std::memcpy(Ptr(out), s, sizeof(*s) * n);
+        }
         out += b;
     }
     out /= two;
@@ -879,6 +887,109 @@ float MathUtils::SumCol(const MatReal32& m, int column) {
     for (int i = 0; i < m.GetRows(); ++i)
         sum += m[i][column];
     return static_cast<float>(sum);
+}
+
+// ---- Self-test ----------------------------------------------------------------------------------
+
+namespace {
+
+bool ThrowsCode(int code, void (*fn)()) {
+    try {
+        fn();
+    } catch (const KivoException& e) {
+        return e.code == code;
+    }
+    return false;
+}
+
+}  // namespace
+
+bool MathUtils::UnitTest(UnitTestRecorder& recorder) {
+    bool ok = true;
+    const char* cls = "MathUtils";
+    auto rec = [&](const char* name, bool passed) {
+        kernels::Record(recorder, ok, cls, name, passed);
+    };
+
+    rec("Erf(0) is exactly 0", Erf(0.0f) == 0.0f);
+    rec("Erf is odd", Erf(-0.7f) == -Erf(0.7f));
+    // The approximation's bound is 1.5e-7 from the true erf (plus the final rounding to float);
+    // erf(3) itself is 2.2e-5 below 1.
+    rec("Erf(3) within the approximation's bound",
+        std::fabs(Erf(3.0f) - 0.9999779095030014) <= 1.5e-7 + 6e-8);
+    rec("Erf(0.5) near the exact value", std::fabs(Erf(0.5f) - 0.5204998778130465) <= 2e-7);
+    rec("PowOf2", PowOf2(1) == 0 && PowOf2(1024) == 10 && PowOf2(1000) == -1);
+    rec("NextPowOf2", NextPowOf2(1000) == 1024 && NextPowOf2(1024) == 1024 && NextPowOf2(0) == 0);
+    rec("Pow2", Pow2(0) == 1 && Pow2(10) == 1024 && Pow2(32) == 0 && Pow2(40LL) == 0LL);
+    rec("Sqrt(int)", Sqrt(15) == 3 && Sqrt(16) == 4);
+    rec("ToFixedPoint rounds half away from zero",
+        ToFixedPoint(0.5f, 16) == 16384 * 65536 && ToFixedPoint(-0.5f, 16) == -16384 * 65536);
+    rec("ToFixedPoint saturates",
+        ToFixedPoint(2.0f, 16) == 32767 * 65536 && ToFixedPoint(-2.0f, 16) == -32767 * 65536);
+
+    {
+        const float x[4] = {10, 11, 12, 13};
+        VecReal32 v;
+        v.Import(x, 4);
+        VecInt32 idx(2);  // VecInt32's Import deliberately does nothing
+        idx[0] = 0;
+        idx[1] = 2;
+        DeleteElement(v, idx);
+        rec("DeleteElement {0, 2}", v.GetSize() == 2 && v[0] == 11.0f && v[1] == 13.0f);
+    }
+    {
+        VecReal32 a, b, out;
+        const float x[3] = {1, 2, 3};
+        b.Import(x, 3);
+        Append(out, a, b);
+        rec("Append with empty a equals b",
+            out.GetSize() == 3 && out[0] == 1.0f && out[1] == 2.0f && out[2] == 3.0f);
+        VecReal32 one(1), d;
+        one[0] = 5.0f;
+        Diff(d, one);
+        rec("Diff of one element is empty", d.GetSize() == 0);
+    }
+    {
+        const float x[5] = {-1.0f, 0.0f, 0.05f, 0.2f, 3.0f};
+        VecReal32 in, out;
+        in.Import(x, 5);
+        Sinc(out, in, 1e-6f);
+        bool good = out.GetSize() == 5;
+        for (int i = 0; good && i < 5; ++i) {
+            const double xd = x[i];
+            const double want = std::fabs(xd) < 0.104 ? 1.0 - xd * xd / 6.0 : std::sin(xd) / xd;
+            good = std::fabs(out[i] - want) <= 2e-7;
+        }
+        rec("Sinc against its two forms", good);
+    }
+    {
+        const float x[4] = {0.0f, 0.5f, 1.0f, 2.0f};
+        VecReal32 in, e, l;
+        in.Import(x, 4);
+        Exp(e, in);
+        Ln(l, e);
+        bool good = true;
+        for (int i = 0; i < 4; ++i)
+            good = good && std::fabs(l[i] - x[i]) <= 4e-7f * (1 + x[i]);
+        rec("Ln(Exp(x)) = x", good && e[0] == 1.0f);
+    }
+    rec("Inv of a singular matrix throws 8004", ThrowsCode(KIVO_SINGULAR_MATRIX, [] {
+            const float x[4] = {1, 2, 1, 2};
+            MatReal32 a, r;
+            a.Import(x, 2, 2);
+            Inv(r, a);
+        }));
+    {
+        const double x[4] = {4, 7, 2, 6};
+        MatReal64 a, r, p;
+        a.Import(x, 2, 2);
+        Inv(r, a);
+        Mul(p, a, r);
+        rec("Inv times the matrix is the identity",
+            std::fabs(p[0][0] - 1) < 1e-12 && std::fabs(p[0][1]) < 1e-12 &&
+                std::fabs(p[1][0]) < 1e-12 && std::fabs(p[1][1] - 1) < 1e-12);
+    }
+    return ok;
 }
 
 }  // namespace Kivo

@@ -34,7 +34,7 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= MatReal64::UnitTest(r);
     ok &= Complex::UnitTest(r);
     // Numeric utilities
-    ok &= DSPUtils::UnitTest(r);
+    ok &= MathUtils::UnitTest(r);
     // Transforms and windows
     ok &= Window::UnitTest(r);
     ok &= BlackmanHarrisWindow::UnitTest(r);
@@ -43,6 +43,10 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= GaussWindow::UnitTest(r);
     ok &= KaiserWindow::UnitTest(r);
     ok &= WindowFactory::UnitTest(r);
+    // Numeric utilities
+    ok &= DSPUtils::UnitTest(r);
+    // Spectrum analysis
+    ok &= Spectrum::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);

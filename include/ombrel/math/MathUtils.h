@@ -184,7 +184,7 @@ class OMBREL_API MathUtils {
     /// out[i] = in[i+1] − in[i]; length N − 1 (0 for N ≤ 1).
     static void Diff(VecReal32& out, const VecReal32& in);
     static void Diff(VecReal64& out, const VecReal64& in);
-    /// (a + b) / 2 through the vector operators: out = a; out += b; out /= 2.
+    /// (a + b) / 2: a copy of a (out resized to a's length), then out += b and out /= 2.
     static void Ave(VecReal32& out, const VecReal32& a, const VecReal32& b);
     static void Ave(VecReal64& out, const VecReal64& a, const VecReal64& b);
 
