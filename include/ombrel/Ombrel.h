@@ -15,6 +15,10 @@
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
 
+// Transforms and windows
+#include <ombrel/dsp/ChirpZ.h>
+#include <ombrel/dsp/FFT.h>
+
 // Instrumentation
 #include <ombrel/infra/Timer.h>
 #include <ombrel/infra/UnitTestRecorder.h>

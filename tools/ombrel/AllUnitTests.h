@@ -33,6 +33,11 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= MatReal32::UnitTest(r);
     ok &= MatReal64::UnitTest(r);
     ok &= Complex::UnitTest(r);
+    // Transforms and windows
+    ok &= FFT::UnitTest(r);
+    ok &= DFT::UnitTest(r);
+    ok &= FT::UnitTest(r);
+    ok &= ChirpZ::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);
