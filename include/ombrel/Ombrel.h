@@ -18,6 +18,14 @@
 // Transforms and windows
 #include <ombrel/dsp/ChirpZ.h>
 #include <ombrel/dsp/FFT.h>
+// Numeric utilities
+#include <ombrel/math/MathUtils.h>
+// Transforms and windows
+#include <ombrel/dsp/Window.h>
+#include <ombrel/dsp/WindowFactory.h>
+// Numeric utilities
+#include <ombrel/dsp/DSPUtils.h>
+#include <ombrel/dsp/Spectrum.h>
 
 // Instrumentation
 #include <ombrel/infra/Timer.h>

@@ -5,10 +5,13 @@
 #include <algorithm>
 #include <climits>
 
-// The element-wise loops below are written so that g++ turns them into packed saturating
-// instructions; AVX2 and AVX-512BW (x86-64-v4) double and quadruple the lanes of the SSE2 baseline,
-// so they are cloned and picked once at load time by the ifunc resolver. Reductions stay
-// single-version: they are bound by memory bandwidth long before the lane count matters.
+// The element-wise loops and the 16-bit sum below are written so that g++ vectorises them (the
+// saturating ones widen to 32 bits, clamp and pack back); AVX2 and AVX-512BW (x86-64-v4) double
+// and quadruple the lanes of the SSE2 baseline, so they are cloned and picked once at load time
+// by the ifunc resolver. The extremes and the 32-bit sum stay single-version.
+// g++ 12 exports cloned functions of external linkage whatever -fvisibility says, so the clones
+// live in an anonymous namespace and the kernels below are thin forwarding functions: the
+// kernels stay out of the shared library's ABI.
 #if defined(__GNUC__) && !defined(__clang__) && defined(__x86_64__)
 #define KIVO_INT_CLONES __attribute__((target_clones("arch=x86-64-v4", "avx2", "default")))
 #else
@@ -52,52 +55,81 @@ long long ScaleSaturate(long long exact, int scaleFactor, long long lo, long lon
 // ---------------------------------------------------------------------------------------------
 // Optimised kernels
 
-KIVO_INT_CLONES void AddInPlace16s(const short* src, short* srcDst, int len) {
+namespace {
+
+KIVO_INT_CLONES void AddInPlace16sLoop(const short* src, short* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} + int{src[i]});
 }
 
-KIVO_INT_CLONES void SubInPlace16s(const short* src, short* srcDst, int len) {
+KIVO_INT_CLONES void SubInPlace16sLoop(const short* src, short* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} - int{src[i]});
 }
 
-KIVO_INT_CLONES void MulInPlace16s(const short* src, short* srcDst, int len) {
+KIVO_INT_CLONES void MulInPlace16sLoop(const short* src, short* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} * int{src[i]});
 }
 
-KIVO_INT_CLONES void AddConstInPlace16s(short value, short* srcDst, int len) {
+KIVO_INT_CLONES void AddConstInPlace16sLoop(short value, short* srcDst, int len) {
     const int v = value;
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} + v);
 }
 
-KIVO_INT_CLONES void SubConstInPlace16s(short value, short* srcDst, int len) {
+KIVO_INT_CLONES void SubConstInPlace16sLoop(short value, short* srcDst, int len) {
     const int v = value;
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} - v);
 }
 
-KIVO_INT_CLONES void MulConstInPlace16s(short value, short* srcDst, int len) {
+KIVO_INT_CLONES void MulConstInPlace16sLoop(short value, short* srcDst, int len) {
     const int v = value;
     for (int i = 0; i < len; ++i)
         srcDst[i] = Saturate16(int{srcDst[i]} * v);
 }
 
+}  // namespace
+
+void AddInPlace16s(const short* src, short* srcDst, int len) {
+    AddInPlace16sLoop(src, srcDst, len);
+}
+void SubInPlace16s(const short* src, short* srcDst, int len) {
+    SubInPlace16sLoop(src, srcDst, len);
+}
+void MulInPlace16s(const short* src, short* srcDst, int len) {
+    MulInPlace16sLoop(src, srcDst, len);
+}
+void AddConstInPlace16s(short value, short* srcDst, int len) {
+    AddConstInPlace16sLoop(value, srcDst, len);
+}
+void SubConstInPlace16s(short value, short* srcDst, int len) {
+    SubConstInPlace16sLoop(value, srcDst, len);
+}
+void MulConstInPlace16s(short value, short* srcDst, int len) {
+    MulConstInPlace16sLoop(value, srcDst, len);
+}
+
+namespace {
+
+// A 32-bit partial sum of at most 65536 samples cannot overflow (|x| <= 2^15), and the 32-bit
+// loop vectorises far better than a 64-bit one.
+KIVO_INT_CLONES int PartialSum16sLoop(const short* src, int len) {
+    int partial = 0;
+    for (int i = 0; i < len; ++i)
+        partial += src[i];
+    return partial;
+}
+
+}  // namespace
+
 void SumSfs16s(const short* src, int len, short* sum, int scaleFactor) {
     if (len <= 0) return;
-    // A 32-bit partial sum of at most 65536 samples cannot overflow (|x| <= 2^15), and the
-    // 32-bit inner loop vectorises far better than a 64-bit one.
     constexpr int kBlock = 65536;
     long long exact = 0;
-    for (int start = 0; start < len; start += kBlock) {
-        const int end = std::min(len, start + kBlock);
-        int partial = 0;
-        for (int i = start; i < end; ++i)
-            partial += src[i];
-        exact += partial;
-    }
+    for (int start = 0; start < len; start += kBlock)
+        exact += PartialSum16sLoop(src + start, std::min(kBlock, len - start));
     *sum = static_cast<short>(ScaleSaturate(exact, scaleFactor, SHRT_MIN, SHRT_MAX));
 }
 
@@ -177,44 +209,73 @@ void MinIndex32s(const int* src, int len, int* value, int* index) {
     if (index) *index = FirstIndexOf(src, len, m);
 }
 
-KIVO_INT_CLONES void And8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst,
-                           int len) {
+namespace {
+
+KIVO_INT_CLONES void And8uLoop(const unsigned char* src1, const unsigned char* src2,
+                               unsigned char* dst, int len) {
     for (int i = 0; i < len; ++i)
         dst[i] = src1[i] & src2[i];
 }
-KIVO_INT_CLONES void Or8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst,
-                          int len) {
+KIVO_INT_CLONES void Or8uLoop(const unsigned char* src1, const unsigned char* src2,
+                              unsigned char* dst, int len) {
     for (int i = 0; i < len; ++i)
         dst[i] = src1[i] | src2[i];
 }
-KIVO_INT_CLONES void Xor8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst,
-                           int len) {
+KIVO_INT_CLONES void Xor8uLoop(const unsigned char* src1, const unsigned char* src2,
+                               unsigned char* dst, int len) {
     for (int i = 0; i < len; ++i)
         dst[i] = src1[i] ^ src2[i];
 }
-KIVO_INT_CLONES void AndInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+KIVO_INT_CLONES void AndInPlace8uLoop(const unsigned char* src, unsigned char* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] &= src[i];
 }
-KIVO_INT_CLONES void OrInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+KIVO_INT_CLONES void OrInPlace8uLoop(const unsigned char* src, unsigned char* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] |= src[i];
 }
-KIVO_INT_CLONES void XorInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+KIVO_INT_CLONES void XorInPlace8uLoop(const unsigned char* src, unsigned char* srcDst, int len) {
     for (int i = 0; i < len; ++i)
         srcDst[i] ^= src[i];
 }
-KIVO_INT_CLONES void Not8u(const unsigned char* src, unsigned char* dst, int len) {
+KIVO_INT_CLONES void Not8uLoop(const unsigned char* src, unsigned char* dst, int len) {
     for (int i = 0; i < len; ++i)
         dst[i] = static_cast<unsigned char>(~src[i]);
 }
-KIVO_INT_CLONES void NotBitsInPlace8u(unsigned char* srcDst, int len) {
+KIVO_INT_CLONES void NotBitsInPlace8uLoop(unsigned char* srcDst, int len) {
     // Branch-free so it vectorises: flipping the lowest bit turns 0 into 1 and 1 into 0, and is
     // applied only where the byte is 0 or 1.
     for (int i = 0; i < len; ++i) {
         const unsigned char b = srcDst[i];
         srcDst[i] = static_cast<unsigned char>(b ^ static_cast<unsigned char>(b <= 1));
     }
+}
+
+}  // namespace
+
+void And8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst, int len) {
+    And8uLoop(src1, src2, dst, len);
+}
+void Or8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst, int len) {
+    Or8uLoop(src1, src2, dst, len);
+}
+void Xor8u(const unsigned char* src1, const unsigned char* src2, unsigned char* dst, int len) {
+    Xor8uLoop(src1, src2, dst, len);
+}
+void AndInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+    AndInPlace8uLoop(src, srcDst, len);
+}
+void OrInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+    OrInPlace8uLoop(src, srcDst, len);
+}
+void XorInPlace8u(const unsigned char* src, unsigned char* srcDst, int len) {
+    XorInPlace8uLoop(src, srcDst, len);
+}
+void Not8u(const unsigned char* src, unsigned char* dst, int len) {
+    Not8uLoop(src, dst, len);
+}
+void NotBitsInPlace8u(unsigned char* srcDst, int len) {
+    NotBitsInPlace8uLoop(srcDst, len);
 }
 
 // ---------------------------------------------------------------------------------------------

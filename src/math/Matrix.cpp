@@ -10,6 +10,7 @@
 #include "kernels/Error.h"
 #include "kernels/MatrixKernels.h"
 #include "kernels/SelfTest.h"
+#include "kernels/VectorAccess.h"
 
 #include <algorithm>
 #include <climits>
@@ -31,12 +32,10 @@ long long ShapeCount(int r, int c) {
     return n > INT_MAX ? -1 : n;
 }
 
-// First element of a vector's view. Only the template's inline element access is used (the
-// const operator[] returns a value, hence the cast; nothing is written through it), so the
-// matrices need nothing else from the vector classes.
-template <typename T>
-const T* ViewOf(const BaseVector<T>& v) {
-    return &const_cast<BaseVector<T>&>(v)[0];
+// First element of a vector's view, through the library's internal accessor.
+template <typename V>
+const auto* ViewOf(const V& v) {
+    return kernels::VectorAccess::Data(v);
 }
 
 }  // namespace
@@ -126,12 +125,8 @@ void BaseMatrix<T>::AllocBlock(T* (*allocate)(int), int n) {
 
 template <typename T>
 void BaseMatrix<T>::ImportRow(int i, const T* src, int n) {
-    long long offset = 0;
-    if (i >= 0) {
-        if (i >= nRows) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
-        offset = static_cast<long long>(i) * nCols;
-    }
-    CopyIn(src, n, offset);
+    if (i < 0 || i >= nRows) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
+    CopyIn(src, n, static_cast<long long>(i) * nCols);
 }
 
 template <typename T>
@@ -395,7 +390,7 @@ void BaseMatrix<T>::Print(int n) const {
         AllocBlock(AllocFn, n);                                  \
     }                                                            \
     void Mat::Import(const Vec& v) {                             \
-        ImportRow(-1, ViewOf(v), v.GetSize());                   \
+        CopyIn(ViewOf(v), v.GetSize(), 0);                       \
     }                                                            \
     void Mat::Import(int i, const Vec& v) {                      \
         ImportRow(i, ViewOf(v), v.GetSize());                    \
@@ -482,7 +477,7 @@ class BareMatrix : public BaseMatrix<T> {
     void Grow(int r, int c) { this->Create(r, c); }
 };
 
-template <typename M, typename T>
+template <typename M, typename T, typename V>
 bool MatrixSelfTest(UnitTestRecorder& recorder, const char* cls) {
     bool ok = true;
     {
@@ -545,6 +540,20 @@ bool MatrixSelfTest(UnitTestRecorder& recorder, const char* cls) {
                         c[0][0] == static_cast<T>(11) && c[1][0] == static_cast<T>(17) &&
                             c[1][2] == static_cast<T>(12) && !c.IsEqual(a, 0.5f));
     }
+    {
+        M m(2, 2);
+        m.SetZero();
+        V v(3);
+        for (int k = 0; k < 3; ++k)
+            v[k] = static_cast<T>(k + 1);
+        m.Import(v);
+        V row(2);
+        row[0] = 8;
+        row[1] = 9;
+        m.Import(1, row);
+        kernels::Record(recorder, ok, cls, "Import from vectors",
+                        m[0][0] == T(1) && m[0][1] == T(2) && m[1][0] == T(8) && m[1][1] == T(9));
+    }
     return ok;
 }
 
@@ -582,11 +591,11 @@ bool BaseMatrix<T>::UnitTest(UnitTestRecorder& recorder) {
 }
 
 bool MatReal32::UnitTest(UnitTestRecorder& recorder) {
-    return MatrixSelfTest<MatReal32, float>(recorder, "MatReal32");
+    return MatrixSelfTest<MatReal32, float, VecReal32>(recorder, "MatReal32");
 }
 
 bool MatReal64::UnitTest(UnitTestRecorder& recorder) {
-    return MatrixSelfTest<MatReal64, double>(recorder, "MatReal64");
+    return MatrixSelfTest<MatReal64, double, VecReal64>(recorder, "MatReal64");
 }
 
 template class BaseMatrix<float>;

@@ -3,6 +3,7 @@
 #include <ombrel/infra/UnitTestRecorder.h>
 #include <ombrel/math/KivoException.h>
 #include <ombrel/math/Matrix.h>
+#include <ombrel/math/Vector.h>
 
 #include "kernels/Allocator.h"
 
@@ -28,11 +29,13 @@ template <>
 struct Traits<MatReal32> {
     using T = float;
     using Wide = double;  // float + - * / evaluated in double and rounded once is exact
+    using Vec = VecReal32;
 };
 template <>
 struct Traits<MatReal64> {
     using T = double;
     using Wide = long double;
+    using Vec = VecReal64;
 };
 
 // Distance in units in the last place between two finite values of the same type.
@@ -661,6 +664,85 @@ TYPED_TEST(MatrixTyped, ImportFromAnArrayReshapesAndCopies) {
     m.Import(m[0] + 1, 1, 9);  // a source inside the block itself
     EXPECT_EQ(m[0][0], src[3]);
     EXPECT_EQ(m[0][8], src[11]);
+}
+
+TYPED_TEST(MatrixTyped, ImportFromAVectorFillsRowAfterRowWithoutAShapeCheck) {
+    using T = typename Traits<TypeParam>::T;
+    using V = typename Traits<TypeParam>::Vec;
+    TypeParam m(2, 3);
+    m.SetZero();
+    V v(4);
+    for (int k = 0; k < 4; ++k)
+        v[k] = static_cast<T>(k + 1);
+    const long long allocs = kernels::AllocationCount();
+    m.Import(v);
+    EXPECT_EQ(kernels::AllocationCount(), allocs);
+    EXPECT_EQ(Elements(m), (std::vector<T>{1, 2, 3, 4, 0, 0}));
+    EXPECT_EQ(m.GetRows(), 2);  // the shape is not touched
+    EXPECT_EQ(m.GetCols(), 3);
+
+    V six(6);
+    for (int k = 0; k < 6; ++k)
+        six[k] = static_cast<T>(10 * k);
+    m.Resize(3, 2);
+    m.Import(six);
+    EXPECT_EQ(m[2][1], T(50));
+    EXPECT_EQ(m[1][0], T(20));
+
+    // A narrowed vector contributes its view.
+    six.ShiftLeft(4);
+    m.Import(six);
+    EXPECT_EQ(Elements(m), (std::vector<T>{40, 50, 20, 30, 40, 50}));
+
+    V empty;
+    m.Import(empty);
+    EXPECT_EQ(m[0][0], T(40));
+
+    V seven(7);
+    for (int k = 0; k < 7; ++k)
+        seven[k] = T(-1);
+    const KivoException e = Catch([&] { m.Import(seven); });
+    EXPECT_EQ(e.code, 8005);
+    EXPECT_STREQ(e.message, "invalid input parameter");
+    EXPECT_STREQ(e.file, "src/math/Matrix");
+    EXPECT_EQ(Elements(m), (std::vector<T>{40, 50, 20, 30, 40, 50}));
+}
+
+TYPED_TEST(MatrixTyped, ImportOfARowStartsAtItsFirstColumn) {
+    using T = typename Traits<TypeParam>::T;
+    using V = typename Traits<TypeParam>::Vec;
+    TypeParam m(3, 3);
+    m.SetZero();
+    V row(3);
+    for (int k = 0; k < 3; ++k)
+        row[k] = static_cast<T>(k + 7);
+    m.Import(1, row);
+    EXPECT_EQ(Elements(m), (std::vector<T>{0, 0, 0, 7, 8, 9, 0, 0, 0}));
+    V shortRow(2);
+    shortRow[0] = 1;
+    shortRow[1] = 2;
+    m.Import(2, shortRow);
+    EXPECT_EQ(Elements(m), (std::vector<T>{0, 0, 0, 7, 8, 9, 1, 2, 0}));
+    V longRow(5);  // runs on into the next row: no shape check
+    for (int k = 0; k < 5; ++k)
+        longRow[k] = static_cast<T>(-k);
+    m.Import(0, longRow);
+    EXPECT_EQ(Elements(m), (std::vector<T>{0, -1, -2, -3, -4, 9, 1, 2, 0}));
+
+    // Rows follow the current shape.
+    m.Resize(2, 2);
+    m.Import(1, shortRow);
+    EXPECT_EQ(m[1][0], T(1));
+    EXPECT_EQ(Elements(m)[2], T(1));
+
+    const auto before = Elements(m);
+    EXPECT_EQ(Catch([&] { m.Import(2, shortRow); }).code, 8005);   // no such row
+    EXPECT_EQ(Catch([&] { m.Import(-1, shortRow); }).code, 8005);  // no such row
+    V tooLong(8);
+    for (int k = 0; k < 8; ++k)
+        tooLong[k] = T(5);
+    EXPECT_EQ(Catch([&] { m.Import(1, tooLong); }).code, 8005);  // past the block's end
+    EXPECT_EQ(Elements(m), before);
 }
 
 TYPED_TEST(MatrixTyped, ExportCopiesTheFirstElementsAndRefusesMoreThanTheBlock) {

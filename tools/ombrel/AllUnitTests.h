@@ -38,6 +38,20 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= DFT::UnitTest(r);
     ok &= FT::UnitTest(r);
     ok &= ChirpZ::UnitTest(r);
+    // Numeric utilities
+    ok &= MathUtils::UnitTest(r);
+    // Transforms and windows
+    ok &= Window::UnitTest(r);
+    ok &= BlackmanHarrisWindow::UnitTest(r);
+    ok &= FlatTopWindow::UnitTest(r);
+    ok &= HannWindow::UnitTest(r);
+    ok &= GaussWindow::UnitTest(r);
+    ok &= KaiserWindow::UnitTest(r);
+    ok &= WindowFactory::UnitTest(r);
+    // Numeric utilities
+    ok &= DSPUtils::UnitTest(r);
+    // Spectrum analysis
+    ok &= Spectrum::UnitTest(r);
     // Instrumentation
     ok &= KivoTimer::UnitTest(r);
     ok &= KivoTimer2::UnitTest(r);

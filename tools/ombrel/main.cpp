@@ -2,9 +2,11 @@
 #include <ombrel/Ombrel.h>
 
 #include "Commands.h"
+#include "Options.h"
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -15,6 +17,12 @@ struct Command {
 };
 
 constexpr Command kCommands[] = {
+    {"demo", ombrel_tool::RunDemo,
+     "measure a synthesised capture (two tones and noise) and compare with the truth"},
+    {"spectrum", ombrel_tool::RunSpectrum,
+     "compute a spectrum trace (CSV, optional PNG plot) from a cf32/cs16 capture file"},
+    {"synth", ombrel_tool::RunSynth,
+     "write a test capture: tones and white noise (--out FILE --rate HZ --samples N ...)"},
     {"selftest", ombrel_tool::RunSelftest,
      "run every class's self-test, print the results; exit status 1 on any failure"},
 };
@@ -45,8 +53,24 @@ int main(int argc, char** argv) {
         std::printf("ombrel %s\n", Kivo::OmbrelVersion());
         return 0;
     }
-    for (const Command& c : kCommands)
-        if (std::strcmp(cmd, c.name) == 0) return c.run(argc - 2, argv + 2);
+    for (const Command& c : kCommands) {
+        if (std::strcmp(cmd, c.name) != 0) continue;
+        try {
+            return c.run(argc - 2, argv + 2);
+        } catch (const ombrel_tool::UsageError& e) {
+            std::fprintf(stderr, "ombrel %s: %s\n", c.name, e.what());
+            return 2;
+        } catch (const ombrel_tool::InputError& e) {
+            std::fprintf(stderr, "ombrel %s: %s\n", c.name, e.what());
+            return 1;
+        } catch (const Kivo::KivoException& e) {
+            std::fprintf(stderr, "ombrel %s: %s (KivoErrorCode %d)\n", c.name, e.message, e.code);
+            return 1;
+        } catch (const std::bad_alloc&) {
+            std::fprintf(stderr, "ombrel %s: out of memory\n", c.name);
+            return 1;
+        }
+    }
     std::fprintf(stderr, "ombrel: unknown command '%s' (see 'ombrel --help')\n", cmd);
     return 2;
 }

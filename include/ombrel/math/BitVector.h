@@ -106,7 +106,7 @@ class OMBREL_API BitVector {
     virtual void Alloc(int n);
 
   private:
-    friend struct BitVectorInspector;  // lets the tests reach Validate()
+    friend struct BitVectorInspector;  // lets the tests read the private state and Validate()
 
     /// True when every bit byte is valid (see IsValidBit).
     bool Validate() const;

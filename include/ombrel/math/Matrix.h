@@ -84,8 +84,8 @@ class OMBREL_API BaseMatrix {
     void CopyConstruct(const BaseMatrix<T>& other);
     /// The concrete `Alloc`: `n` elements from `allocate` and the row table; 8000 on failure.
     void AllocBlock(T* (*allocate)(int), int n);
-    /// Copies `n` elements into row `i` from its first column, or from element (0, 0) when
-    /// `i` is negative; 8005 for a row that does not exist or elements that do not fit.
+    /// Copies `n` elements into row `i` from its first column; 8005 for a row that does not
+    /// exist or elements that do not fit.
     void ImportRow(int i, const T* src, int n);
     /// Copies `n` elements to the block from element `offset` on; 8005 if they do not fit.
     void CopyIn(const T* src, int n, long long offset);

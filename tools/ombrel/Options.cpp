@@ -1,0 +1,102 @@
+#include "Options.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+
+namespace ombrel_tool {
+
+Options::Options(int argc, char** argv, const std::vector<std::string>& valued,
+                 const std::vector<std::string>& flags) {
+    auto known = [](const std::vector<std::string>& list, const std::string& n) {
+        return std::find(list.begin(), list.end(), n) != list.end();
+    };
+    for (int i = 0; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg.rfind("--", 0) != 0) throw UsageError("unexpected argument '" + arg + "'");
+        std::string name = arg.substr(2);
+        std::string value;
+        bool inlineValue = false;
+        if (const auto eq = name.find('='); eq != std::string::npos) {
+            value = name.substr(eq + 1);
+            name = name.substr(0, eq);
+            inlineValue = true;
+        }
+        if (known(flags, name)) {
+            if (inlineValue) throw UsageError("option --" + name + " takes no value");
+            values_[name].push_back("1");
+        } else if (known(valued, name)) {
+            if (!inlineValue) {
+                if (i + 1 >= argc) throw UsageError("option --" + name + " needs a value");
+                value = argv[++i];
+            }
+            values_[name].push_back(value);
+        } else {
+            throw UsageError("unknown option --" + name);
+        }
+    }
+}
+
+std::string Options::Get(const std::string& name, const std::string& fallback) const {
+    const auto it = values_.find(name);
+    return it == values_.end() ? fallback : it->second.back();
+}
+
+std::vector<std::string> Options::All(const std::string& name) const {
+    const auto it = values_.find(name);
+    return it == values_.end() ? std::vector<std::string>{} : it->second;
+}
+
+double Options::GetDouble(const std::string& name, double fallback) const {
+    return Has(name) ? ParseDouble(Get(name, ""), "--" + name) : fallback;
+}
+
+long long Options::GetInt(const std::string& name, long long fallback) const {
+    return Has(name) ? ParseInt(Get(name, ""), "--" + name) : fallback;
+}
+
+double ParseDouble(const std::string& text, const std::string& what) {
+    errno = 0;
+    char* end = nullptr;
+    const double v = std::strtod(text.c_str(), &end);
+    if (text.empty() || *end != '\0' || errno == ERANGE || !std::isfinite(v))
+        throw UsageError(what + ": '" + text + "' is not a number");
+    return v;
+}
+
+long long ParseInt(const std::string& text, const std::string& what) {
+    errno = 0;
+    char* end = nullptr;
+    const long long v = std::strtoll(text.c_str(), &end, 10);
+    if (text.empty() || *end != '\0' || errno == ERANGE)
+        throw UsageError(what + ": '" + text + "' is not a whole number");
+    return v;
+}
+
+AtomicOutput::AtomicOutput(std::string path)
+    : path_(std::move(path)), partial_(path_ + ".partial"), file_(nullptr) {
+    file_ = std::fopen(partial_.c_str(), "wb");
+    if (!file_)
+        throw InputError("cannot write '" + path_ + "': " + std::string(std::strerror(errno)));
+}
+
+AtomicOutput::~AtomicOutput() {
+    if (file_) {
+        std::fclose(file_);
+        std::remove(partial_.c_str());
+    }
+}
+
+void AtomicOutput::Commit() {
+    const bool writeFailed = std::ferror(file_) != 0;
+    const bool closeFailed = std::fclose(file_) != 0;
+    file_ = nullptr;
+    if (writeFailed || closeFailed || std::rename(partial_.c_str(), path_.c_str()) != 0) {
+        std::remove(partial_.c_str());
+        throw InputError("cannot write '" + path_ + "'");
+    }
+}
+
+}  // namespace ombrel_tool

@@ -1,0 +1,152 @@
+// `ombrel spectrum`: a trace from a raw capture file.
+#include "Capture.h"
+#include "Commands.h"
+#include "Measurement.h"
+#include "Options.h"
+
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace ombrel_tool {
+
+namespace {
+const char* kSpectrumHelp =
+    "usage: ombrel spectrum FILE --rate HZ [options]\n"
+    "  FILE                 raw interleaved complex samples: cf32 (float32 I,Q) or cs16 (int16 "
+    "I,Q)\n"
+    "  --rate HZ            sample rate (required, > 0)\n"
+    "  --center HZ          centre frequency of the capture (default 0)\n"
+    "  --format cf32|cs16   sample format (default: from the extension, else cf32)\n"
+    "  --full-scale X       cs16 value of full scale (default 32768)\n"
+    "  --size N             transform length (default 4096)\n"
+    "  --window NAME        uniform, blackman-harris, flat-top, hann, gauss, kaiser (default "
+    "flat-top)\n"
+    "  --unit db|linear     dB re full-scale amplitude (default) or linear magnitude\n"
+    "  --average K          power average of K consecutive blocks per trace (default 1)\n"
+    "  --traces T|all       consecutive traces to compute (default 1; all = every complete group)\n"
+    "  --offset S           first sample to use (default 0)\n"
+    "  --points P           reduce each trace to N/(N/P) points with the detector\n"
+    "  --detector NAME      ave, max, min, maxmin, rms, sample (default ave)\n"
+    "  --out FILE.csv       write the trace there (default: standard output)\n"
+    "  --plot FILE.png      draw the trace with gnuplot (one trace only)\n";
+}  // namespace
+
+int RunSpectrum(int argc, char** argv) {
+    if (argc == 1 && (std::strcmp(argv[0], "--help") == 0)) {
+        std::fputs(kSpectrumHelp, stdout);
+        return 0;
+    }
+    std::string input;
+    if (argc > 0 && std::strncmp(argv[0], "--", 2) != 0) {
+        input = argv[0];
+        --argc;
+        ++argv;
+    }
+    const Options o(argc, argv,
+                    {"in", "rate", "center", "format", "full-scale", "size", "window", "unit",
+                     "average", "traces", "offset", "points", "detector", "out", "plot"},
+                    {});
+    if (input.empty()) input = o.Get("in", "");
+    if (input.empty()) throw UsageError("no capture file given (ombrel spectrum FILE --rate HZ)");
+    if (!o.Has("rate")) throw UsageError("--rate HZ is required");
+
+    TraceSettings s;
+    s.rate = o.GetDouble("rate", 0.0);
+    if (s.rate <= 0.0) throw UsageError("--rate must be positive");
+    s.center = o.GetDouble("center", 0.0);
+    const long long size = o.GetInt("size", 4096);
+    if (size <= 0) throw UsageError("--size must be positive");
+    if (size > (1 << 26)) throw UsageError("--size must be at most 67108864");
+    s.size = static_cast<int>(size);
+    s.window = ParseWindowName(o.Get("window", "flat-top"));
+    const std::string unit = o.Get("unit", "db");
+    if (unit != "db" && unit != "linear") throw UsageError("--unit must be db or linear");
+    s.linear = unit == "linear";
+    const long long average = o.GetInt("average", 1);
+    if (average <= 0) throw UsageError("--average must be positive");
+    const long long points = o.GetInt("points", 0);
+    if (points < 0) throw UsageError("--points must be positive");
+    if (points > s.size) throw UsageError("--points must not exceed --size");
+    s.points = static_cast<int>(points);
+    s.detector = ParseDetectorName(o.Get("detector", "ave"));
+    if (o.Has("detector") && !o.Has("points")) throw UsageError("--detector needs --points");
+    const long long offset = o.GetInt("offset", 0);
+    if (offset < 0) throw UsageError("--offset must not be negative");
+    const std::string tracesArg = o.Get("traces", "1");
+    long long traces = 0;  // 0: all
+    if (tracesArg != "all") {
+        traces = ParseInt(tracesArg, "--traces");
+        if (traces <= 0) throw UsageError("--traces must be positive or 'all'");
+    }
+    const SampleFormat format = o.Has("format") ? ParseSampleFormat(o.Get("format", ""))
+                                                : FormatFromExtension(input, SampleFormat::CF32);
+    const double fullScale = o.GetDouble("full-scale", 32768.0);
+    if (fullScale <= 0.0) throw UsageError("--full-scale must be positive");
+
+    CaptureReader reader(input, format, fullScale);
+    const long long available = reader.SampleCount() - std::min(offset, reader.SampleCount());
+    const long long perTrace = average * s.size;
+    if (available < s.size)
+        throw InputError("'" + input + "' holds " + std::to_string(reader.SampleCount()) +
+                         " samples" +
+                         (offset ? " (" + std::to_string(available) + " after --offset)" : "") +
+                         ", fewer than one block of " + std::to_string(s.size));
+    if (available < perTrace)
+        throw InputError("'" + input + "' holds " + std::to_string(available) +
+                         " usable samples, fewer than --average " + std::to_string(average) +
+                         " blocks of " + std::to_string(s.size));
+    const long long possible = available / perTrace;
+    if (traces == 0) traces = possible;
+    if (traces > possible)
+        throw InputError("'" + input + "' holds only " + std::to_string(possible) +
+                         " trace(s) of " + std::to_string(average) + " blocks of " +
+                         std::to_string(s.size));
+    if (o.Has("plot") && traces != 1) throw UsageError("--plot draws a single trace (--traces 1)");
+    reader.Seek(offset);
+
+    TraceComputer computer(s);
+    // Read many blocks at a time so that file reading stays off the critical path.
+    const int blocksPerRead = std::max(1, static_cast<int>((1 << 22) / s.size));
+    Kivo::VecCplx32 chunk(blocksPerRead * s.size);
+    std::vector<Trace> out;
+    out.reserve(static_cast<size_t>(traces));
+    long long blocksLeft = traces * average;
+    int inTrace = 0;
+    while (blocksLeft > 0) {
+        const int want = static_cast<int>(std::min<long long>(blocksLeft, blocksPerRead));
+        chunk.Resize(want * s.size);
+        const int got = reader.Read(&chunk[0], want * s.size);
+        if (got != want * s.size) throw InputError("'" + input + "' ended early");
+        for (int b = 0; b < want; ++b) {
+            // A view on block b of the chunk: no copy. Resize below restores the whole view.
+            chunk.Truncate(b * s.size, s.size);
+            computer.Accumulate(chunk);
+            chunk.Resize(want * s.size);
+            if (++inTrace == average) {
+                out.push_back(computer.Finish());
+                inTrace = 0;
+            }
+        }
+        blocksLeft -= want;
+    }
+
+    // The CSV is committed only after the plot succeeded: an error leaves no output behind.
+    std::unique_ptr<AtomicOutput> csv;
+    if (o.Has("out")) {
+        csv = std::make_unique<AtomicOutput>(o.Get("out", ""));
+        WriteCsv(csv->File(), out, s.linear);
+    }
+    if (o.Has("plot")) {
+        PlotTrace(o.Get("plot", ""), out.front(),
+                  PlotLabels{s.center, s.rate, computer.RbwHz(), WindowName(s.window), s.linear});
+    }
+    if (csv)
+        csv->Commit();
+    else
+        WriteCsv(stdout, out, s.linear);
+    return 0;
+}
+
+}  // namespace ombrel_tool
