@@ -7,20 +7,19 @@
 #include <ombrel/math/BaseVector.h>
 #include <ombrel/math/BitVector.h>
 #include <ombrel/math/Checksum.h>
-#include <ombrel/math/IntVector.h>
 #include <ombrel/math/Complex.h>
+#include <ombrel/math/IntVector.h>
 #include <ombrel/math/KivoException.h>
 #include <ombrel/math/Matrix.h>
 #include <ombrel/math/Memory.h>
 #include <ombrel/math/Types.h>
 #include <ombrel/math/Vector.h>
 
-// Transforms and windows
-#include <ombrel/dsp/ChirpZ.h>
-#include <ombrel/dsp/FFT.h>
 // Numeric utilities
 #include <ombrel/math/MathUtils.h>
 // Transforms and windows
+#include <ombrel/dsp/ChirpZ.h>
+#include <ombrel/dsp/FFT.h>
 #include <ombrel/dsp/Window.h>
 #include <ombrel/dsp/WindowFactory.h>
 // Numeric utilities

@@ -33,14 +33,13 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     ok &= MatReal32::UnitTest(r);
     ok &= MatReal64::UnitTest(r);
     ok &= Complex::UnitTest(r);
+    // Numeric utilities
+    ok &= MathUtils::UnitTest(r);
     // Transforms and windows
     ok &= FFT::UnitTest(r);
     ok &= DFT::UnitTest(r);
     ok &= FT::UnitTest(r);
     ok &= ChirpZ::UnitTest(r);
-    // Numeric utilities
-    ok &= MathUtils::UnitTest(r);
-    // Transforms and windows
     ok &= Window::UnitTest(r);
     ok &= BlackmanHarrisWindow::UnitTest(r);
     ok &= FlatTopWindow::UnitTest(r);
