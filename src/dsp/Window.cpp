@@ -7,6 +7,7 @@
 
 #include "kernels/Error.h"
 #include "kernels/SelfTest.h"
+#include "kernels/SignalKernels.h"
 #include "kernels/VectorAccess.h"
 #include "kernels/VectorKernels.h"
 #include "kernels/WindowKernels.h"
@@ -89,8 +90,13 @@ void Window::MakeEmpty() {
 void Window::StoreNormalised(const VecReal32& temp) {
     coefficients.Resize(2 * size);
     float* c = Floats(coefficients);
-    kernels::DuplicateBy2(c, Floats(temp), size);
-    kernels::DivC(c, GetNBScaleFactor(), 2 * size);
+    kernels::Duplicate(Floats(temp), size, c, 2);
+    const float scale = GetNBScaleFactor();
+    // A zero scale (only an all-zero shape from a derived class can give one) still divides as
+    // IEEE does: x / ±0 and x * ±Inf agree for every x, NaN for x = 0 included.
+    if (!kernels::DivCInPlace(scale, c, 2 * size))
+        kernels::MulCInPlace(std::copysign(std::numeric_limits<float>::infinity(), scale), c,
+                             2 * size);
 }
 
 float Window::GetNBScaleFactor() const {
@@ -124,7 +130,7 @@ void Window::Apply(VecCplx32& out, const VecCplx32& in) const {
     out.Resize(n);
     // The copy and the multiplication are one pass: out = in * w over the 2N interleaved
     // floats, each product rounded once exactly as a copy followed by an in-place multiply.
-    kernels::Mul(Floats(out), Floats(in), Floats(coefficients), 2 * n);
+    kernels::Mul(Floats(in), Floats(coefficients), Floats(out), 2 * n);
 }
 
 void Window::Apply(VecCplx32& data) const {

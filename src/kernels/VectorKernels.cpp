@@ -401,13 +401,13 @@ KIVO_VECTOR_CLONES void MulCInPlace(Cplx32 value, Cplx32* srcDst, int n) {
 KIVO_VECTOR_CLONES void MulCInPlace(Cplx64 value, Cplx64* srcDst, int n) {
     CMulCBody(value.re, value.im, F(srcDst), n);
 }
-bool DivCInPlace(float value, float* srcDst, int n) {
+KIVO_VECTOR_CLONES bool DivCInPlace(float value, float* srcDst, int n) {
     if (value == 0.0f) return false;
     for (int k = 0; k < n; ++k)
         srcDst[k] = srcDst[k] / value;
     return true;
 }
-bool DivCInPlace(double value, double* srcDst, int n) {
+KIVO_VECTOR_CLONES bool DivCInPlace(double value, double* srcDst, int n) {
     if (value == 0.0) return false;
     for (int k = 0; k < n; ++k)
         srcDst[k] = srcDst[k] / value;
@@ -424,6 +424,11 @@ bool DivCInPlace(Cplx64 value, Cplx64* srcDst, int n) {
     return true;
 }
 
+KIVO_VECTOR_CLONES void Mul(const float* __restrict a, const float* __restrict b,
+                            float* __restrict dst, int n) {
+    for (int k = 0; k < n; ++k)
+        dst[k] = a[k] * b[k];
+}
 KIVO_VECTOR_CLONES void Mul(const Cplx32* a, const Cplx32* b, Cplx32* dst, int n) {
     CMulBody(F(a), F(b), F(dst), n);
 }

@@ -1,4 +1,4 @@
-// Window shapes, Kaiser windows in two precisions and the element-wise helpers of the windows.
+// Window shapes, Kaiser windows in two precisions and the helpers peculiar to the windows.
 #include "kernels/WindowKernels.h"
 
 #include "kernels/VectorKernels.h"
@@ -6,12 +6,6 @@
 #include <cfloat>
 #include <cmath>
 #include <numbers>
-
-#if defined(__x86_64__) && !defined(__clang__)
-#define KIVO_WINDOW_DISPATCH __attribute__((target_clones("avx512f", "avx2", "default")))
-#else
-#define KIVO_WINDOW_DISPATCH
-#endif
 
 namespace Kivo::kernels {
 
@@ -126,27 +120,9 @@ int WinKaiserInPlace(double* x, int len, double alpha) {
     return kWinStsNoErr;
 }
 
-void DuplicateBy2(float* out, const float* in, int n) {
-    for (int i = 0; i < n; ++i) {
-        out[2 * i] = in[i];
-        out[2 * i + 1] = in[i];
-    }
-}
-
-KIVO_WINDOW_DISPATCH
-void Mul(float* __restrict out, const float* __restrict a, const float* __restrict b, int n) {
-    for (int i = 0; i < n; ++i)
-        out[i] = a[i] * b[i];
-}
-
 void MulStride2(float* out, const float* in, const float* dup, int n) {
     for (int i = 0; i < n; ++i)
         out[i] = in[i] * dup[2 * i];
-}
-
-void DivC(float* x, float d, int n) {
-    for (int i = 0; i < n; ++i)
-        x[i] /= d;
 }
 
 float NormalisedEnergyTimesCount(const float* x, int n) {

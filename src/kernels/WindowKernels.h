@@ -1,6 +1,7 @@
 // Raw-array kernels behind the window classes: the window shapes, the Kaiser window in single
-// and double precision with their status results, and the element-wise helpers the windows
-// apply with.
+// and double precision with their status results, and the two helpers peculiar to the windows.
+// Plain element-wise work (products, duplication, division by a constant) goes through the
+// shared vector and signal kernels.
 #pragma once
 
 namespace Kivo::kernels {
@@ -46,19 +47,9 @@ int WinKaiserInPlace(float* x, int len, float alpha);
 /// kWinStsNoErr for len >= 1.
 int WinKaiserInPlace(double* x, int len, double alpha);
 
-/// out[2i] = out[2i+1] = in[i] for i < n.
-void DuplicateBy2(float* out, const float* in, int n);
-
-/// out[i] = a[i] * b[i] for i < n (one rounding each); out must not overlap a or b. This is the
-/// window's hot path on interleaved complex samples and is dispatched at run time.
-void Mul(float* out, const float* a, const float* b, int n);
-
 /// out[i] = in[i] * dup[2i] for i < n: a real block times every second value of a duplicated
 /// coefficient vector. out may be in itself.
 void MulStride2(float* out, const float* in, const float* dup, int n);
-
-/// x[i] /= d for i < n (one correctly rounded division each).
-void DivC(float* x, float d, int n);
 
 /// n * sum((x[i] / s)^2) with s the accurate sum of x: the quotient and square rounded to
 /// float per element, the outer sum in double. Returns 0 for n <= 0.

@@ -17,39 +17,10 @@
 #include <vector>
 
 #include "kernels/Allocator.h"
+#include "kernels/SignalKernels.h"
 #include "kernels/VectorKernels.h"
 #include "kernels/WindowKernels.h"
-
-// Counts every global operator new of the process, so that per-block paths can be shown to
-// allocate nothing at all (not only no sample buffers).
-namespace {
-std::atomic<long long> g_newCount{0};
-}
-// The pair takes its memory from malloc() and gives it back with free(); GCC cannot see that
-// pairing once the operators are inlined into their callers.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(std::size_t n) {
-    ++g_newCount;
-    if (void* p = std::malloc(n ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-void* operator new[](std::size_t n) {
-    return operator new(n);
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete[](void* p) noexcept {
-    operator delete(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    operator delete(p);
-}
-void operator delete[](void* p, std::size_t) noexcept {
-    operator delete(p);
-}
-#pragma GCC diagnostic pop
+#include "support/AllocCounter.h"
 
 namespace {
 
@@ -245,14 +216,14 @@ TEST(WindowKernels, ElementWiseHelpers) {
             a[i] = 0.37f * i - 5.0f;
             b[i] = 1.0f / (i + 3.0f);
         }
-        Kivo::kernels::Mul(out.data(), a.data(), b.data(), n);
+        Kivo::kernels::Mul(a.data(), b.data(), out.data(), n);
         for (int i = 0; i < n; ++i)
             ASSERT_EQ(out[i], a[i] * b[i]);
         EXPECT_EQ(out[n], -1.0f);
         Kivo::kernels::MulInPlace(b.data(), a.data(), n);
         for (int i = 0; i < n; ++i)
             ASSERT_EQ(a[i], out[i]);
-        Kivo::kernels::DuplicateBy2(dup.data(), b.data(), n);
+        Kivo::kernels::Duplicate(b.data(), n, dup.data(), 2);
         for (int i = 0; i < n; ++i)
             ASSERT_TRUE(dup[2 * i] == b[i] && dup[2 * i + 1] == b[i]);
         EXPECT_EQ(dup[2 * n], -1.0f);
@@ -260,7 +231,7 @@ TEST(WindowKernels, ElementWiseHelpers) {
         for (int i = 0; i < n; ++i)
             ASSERT_EQ(out[i], a[i] * b[i]);
         std::vector<float> c = b;
-        Kivo::kernels::DivC(c.data(), 3.0f, n);
+        Kivo::kernels::DivCInPlace(3.0f, c.data(), n);
         for (int i = 0; i < n; ++i)
             ASSERT_EQ(c[i], b[i] / 3.0f);
         double s = 0.0;
@@ -644,7 +615,7 @@ TEST(Window, ApplyAllocatesNothingAfterTheFirstCall) {
     w.Apply(y, x);
     w.Apply(q, r);
     const long long buffers = kernels::AllocationCount();
-    const long long news = g_newCount.load();
+    const long long news = ombrel_test::NewCount();
     for (int k = 0; k < 10; ++k) {
         w.Apply(y, x);
         w.Apply(x);
@@ -653,7 +624,7 @@ TEST(Window, ApplyAllocatesNothingAfterTheFirstCall) {
         (void)w.GetPowerAdjustIndB();
     }
     EXPECT_EQ(kernels::AllocationCount(), buffers);
-    EXPECT_EQ(g_newCount.load(), news);
+    EXPECT_EQ(ombrel_test::NewCount(), news);
     // A bigger output keeps its buffer too.
     VecCplx32 big(2 * n);
     const long long before = kernels::AllocationCount();
