@@ -8,9 +8,9 @@
 
 #include "kernels/Allocator.h"
 #include "kernels/Error.h"
-#include "kernels/MatrixKernels.h"
 #include "kernels/SelfTest.h"
 #include "kernels/VectorAccess.h"
+#include "kernels/VectorKernels.h"
 
 #include <algorithm>
 #include <climits>
@@ -272,18 +272,17 @@ void BaseMatrix<T>::Combine(const BaseMatrix<T>& other, ElementOp op) {
     if (other.capacity < n) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
     switch (op) {
         case ElementOp::Add:
-            kernels::matrix::AddInPlace(data, other.data, n);
+            kernels::AddInPlace(other.data, data, n);
             break;
         case ElementOp::Sub:
-            kernels::matrix::SubInPlace(data, other.data, n);
+            kernels::SubInPlace(other.data, data, n);
             break;
         case ElementOp::Mul:
-            kernels::matrix::MulInPlace(data, other.data, n);
+            kernels::MulInPlace(other.data, data, n);
             break;
         case ElementOp::Div:
             // Every quotient is stored before the error leaves.
-            if (kernels::matrix::DivInPlace(data, other.data, n))
-                KIVO_THROW(KIVO_DIVIDE_BY_ZERO_ERROR);
+            if (kernels::DivInPlace(other.data, data, n)) KIVO_THROW(KIVO_DIVIDE_BY_ZERO_ERROR);
             break;
     }
 }
@@ -293,18 +292,18 @@ void BaseMatrix<T>::CombineConst(T value, ElementOp op) {
     const int n = size;
     switch (op) {
         case ElementOp::Add:
-            kernels::matrix::AddConstInPlace(value, data, n);
+            kernels::AddCInPlace(value, data, n);
             break;
         case ElementOp::Sub:
-            kernels::matrix::SubConstInPlace(value, data, n);
+            kernels::SubCInPlace(value, data, n);
             break;
         case ElementOp::Mul:
-            kernels::matrix::MulConstInPlace(value, data, n);
+            kernels::MulCInPlace(value, data, n);
             break;
         case ElementOp::Div:
             // Refused before anything is divided: the matrix is left as it was.
             if (value == T(0)) KIVO_THROW(KIVO_DIVIDE_BY_ZERO_ERROR);
-            kernels::matrix::DivConstInPlace(value, data, n);
+            kernels::DivCInPlace(value, data, n);
             break;
     }
 }
