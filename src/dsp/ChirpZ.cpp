@@ -5,6 +5,7 @@
 
 #include <ombrel/infra/UnitTestRecorder.h>
 #include <ombrel/math/KivoException.h>
+#include <ombrel/math/MathUtils.h>
 
 #include "kernels/Error.h"
 #include "kernels/SelfTest.h"
@@ -23,14 +24,6 @@ namespace {
 template <class V>
 auto* DataOf(const V& v) {
     return kernels::VectorAccess::Data(v);
-}
-
-// The smallest power of two >= n, for 1 <= n <= 2^30.
-int NextPowerOfTwo(int n) {
-    int p = 1;
-    while (p < n)
-        p <<= 1;
-    return p;
 }
 
 constexpr long double kTwoPiL = 6.283185307179586476925286766559L;
@@ -93,7 +86,7 @@ ChirpZ::ChirpZ(int N_, double sampleRate, int M_, double fStart, double fStep, b
         !std::isfinite(fStart) || !std::isfinite(fStep) ||
         static_cast<long long>(N) + M - 1 > (1LL << 30))
         KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
-    L = NextPowerOfTwo(N + M - 1);
+    L = MathUtils::NextPowOf2(N + M - 1);  // 1 <= N + M - 1 <= 2^30 was checked above
     K = N + std::max(M, N) - 1;
     // 2 pi as the single-precision constant, the frequencies in long double.
     const long double twoPi = 6.2831855f;

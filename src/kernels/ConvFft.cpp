@@ -3,6 +3,7 @@
 
 #include "kernels/ConvFft.h"
 
+#include <ombrel/math/MathUtils.h>
 #include <ombrel/math/Memory.h>
 
 #include "kernels/Allocator.h"
@@ -41,11 +42,9 @@ constexpr double kFftComplexNs = 0.6;
 constexpr double kFftFixedNs = 20000.0;
 constexpr int kMaxFftLength = 1 << 20;
 
+// The smallest power of two >= n, held to [1, 2^30].
 int NextPow2(long long n) {
-    long long p = 1;
-    while (p < n)
-        p <<= 1;
-    return static_cast<int>(std::min<long long>(p, 1LL << 30));
+    return MathUtils::NextPowOf2(static_cast<int>(std::clamp(n, 1LL, 1LL << 30)));
 }
 
 double Log2(double n) {
