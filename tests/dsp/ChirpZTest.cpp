@@ -19,20 +19,14 @@
 #include <functional>
 #include <memory>
 #include <vector>
+#include "support/TestUtil.h"
 
 namespace {
 
 using namespace Kivo;
 using ombrel_test::CLD;
 
-int CodeOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
+using ombrel_test::CodeOf;
 
 struct Config {
     int n;

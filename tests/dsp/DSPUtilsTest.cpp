@@ -19,6 +19,7 @@
 #include <limits>
 #include <random>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 
@@ -60,47 +61,19 @@ auto Values(const V& v) {
 }
 
 std::vector<float> RandF(int n, std::uint32_t seed, float lo = -1.0f, float hi = 1.0f) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> d(lo, hi);
-    std::vector<float> v(n);
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, lo, hi);
 }
-
 std::vector<double> RandD(int n, std::uint32_t seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<double> d(-1.0, 1.0);
-    std::vector<double> v(n);
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, -1.0, 1.0);
 }
-
 std::vector<Cplx32> RandC(int n, std::uint32_t seed) {
-    auto f = RandF(2 * n, seed);
-    std::vector<Cplx32> v(n);
-    for (int i = 0; i < n; ++i)
-        v[i] = {f[2 * i], f[2 * i + 1]};
-    return v;
+    return ombrel_test::RandomComplex<Cplx32>(n, seed, -1.0f, 1.0f);
 }
-
 std::vector<Cplx64> RandZ(int n, std::uint32_t seed) {
-    auto f = RandD(2 * n, seed);
-    std::vector<Cplx64> v(n);
-    for (int i = 0; i < n; ++i)
-        v[i] = {f[2 * i], f[2 * i + 1]};
-    return v;
+    return ombrel_test::RandomComplex<Cplx64>(n, seed, -1.0, 1.0);
 }
 
-int CodeOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
+using ombrel_test::CodeOf;
 
 const DetectorType kAllTypes[] = {DETECTOR_AVE,    DETECTOR_MAX, DETECTOR_MIN,
                                   DETECTOR_MAXMIN, DETECTOR_RMS, DETECTOR_SAMPLE};

@@ -20,20 +20,14 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include "support/TestUtil.h"
 
 namespace {
 
 using namespace Kivo;
 using ombrel_test::CLD;
 
-int CodeOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
+using ombrel_test::CodeOf;
 
 template <typename Real>
 double Tolerance(int n) {

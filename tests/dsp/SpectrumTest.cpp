@@ -13,24 +13,9 @@
 #include <new>
 #include <random>
 #include <vector>
+#include "support/AllocCounter.h"
 
 using namespace Kivo;
-
-// Counting global allocator: every operator new in this test program is counted.
-namespace {
-std::atomic<long long> gNews{0};
-}
-void* operator new(std::size_t n) {
-    gNews.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(n ? n : 1)) return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
 
 namespace {
 
@@ -218,13 +203,13 @@ TEST(Spectrum, NoAllocationPerBlockAfterTheFirstCall) {
         s.Apply(trace, x);  // first calls size the outputs
         s.Apply(trace, xr);
         const long long kivo = kernels::AllocationCount();
-        const long long news = gNews.load();
+        const long long news = ombrel_test::NewCount();
         for (int r = 0; r < 5; ++r) {
             s.Apply(trace, x);
             s.Apply(trace, xr);
         }
         EXPECT_EQ(kernels::AllocationCount(), kivo) << "unit " << unit;
-        EXPECT_EQ(gNews.load(), news) << "unit " << unit;
+        EXPECT_EQ(ombrel_test::NewCount(), news) << "unit " << unit;
     }
 }
 

@@ -14,6 +14,7 @@
 #include <memory>
 #include <thread>
 #include <vector>
+#include "support/TestUtil.h"
 
 namespace {
 
@@ -173,14 +174,7 @@ TEST(FftPlan, FindNeverPlans) {
     EXPECT_EQ(FftPlansCreated(), made);
 }
 
-int CodeOf(const std::function<void()>& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
+using ombrel_test::CodeOf;
 
 TEST(FftPlan, InvalidKeysAreRejected) {
     EXPECT_EQ(CodeOf([] {

@@ -14,6 +14,7 @@
 #include <string>
 #include <type_traits>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 using namespace Kivo::kernels;
@@ -23,29 +24,13 @@ namespace {
 constexpr double kPi = 3.14159265358979323846;
 
 std::vector<float> RandomFloats(int n, std::uint32_t seed, float lo = -1.0f, float hi = 1.0f) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> d(lo, hi);
-    std::vector<float> v(n);
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, lo, hi);
 }
-
 std::vector<double> RandomDoubles(int n, std::uint32_t seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<double> d(-1.0, 1.0);
-    std::vector<double> v(n);
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, -1.0, 1.0);
 }
-
 std::vector<Cplx32> RandomCplx(int n, std::uint32_t seed, float scale = 1.0f) {
-    auto f = RandomFloats(2 * n, seed, -scale, scale);
-    std::vector<Cplx32> v(n);
-    for (int i = 0; i < n; ++i)
-        v[i] = {f[2 * i], f[2 * i + 1]};
-    return v;
+    return ombrel_test::RandomComplex<Cplx32>(n, seed, -scale, scale);
 }
 
 // Allowed difference for a float result whose exact value is `ref`: one unit in the last place

@@ -10,6 +10,7 @@
 #include <limits>
 #include <random>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 namespace k = Kivo::kernels;
@@ -18,35 +19,18 @@ namespace {
 
 const int kLengths[] = {0, 1, 7, 33, 1000, 4097};
 
+// Each maker returns n + 1 values: room for an unaligned start.
 std::vector<float> RandomFloats(int n, unsigned seed, float lo = -100.0f, float hi = 100.0f) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> d(lo, hi);
-    std::vector<float> v(static_cast<size_t>(n) + 1);  // +1: room for an unaligned start
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n + 1, seed, lo, hi);
 }
 std::vector<double> RandomDoubles(int n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<double> d(-100.0, 100.0);
-    std::vector<double> v(static_cast<size_t>(n) + 1);
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n + 1, seed, -100.0, 100.0);
 }
 std::vector<Cplx32> RandomCplx32(int n, unsigned seed) {
-    auto f = RandomFloats(2 * n + 2, seed);
-    std::vector<Cplx32> v(static_cast<size_t>(n) + 1);
-    for (size_t i = 0; i < v.size(); ++i)
-        v[i] = Cplx32{f[2 * i], f[2 * i + 1]};
-    return v;
+    return ombrel_test::RandomComplex<Cplx32>(n + 1, seed, -100.0f, 100.0f);
 }
 std::vector<Cplx64> RandomCplx64(int n, unsigned seed) {
-    auto f = RandomDoubles(2 * n + 2, seed);
-    std::vector<Cplx64> v(static_cast<size_t>(n) + 1);
-    for (size_t i = 0; i < v.size(); ++i)
-        v[i] = Cplx64{f[2 * i], f[2 * i + 1]};
-    return v;
+    return ombrel_test::RandomComplex<Cplx64>(n + 1, seed, -100.0, 100.0);
 }
 
 template <typename T>

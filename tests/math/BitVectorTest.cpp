@@ -14,6 +14,7 @@
 #include <random>
 #include <string>
 #include <vector>
+#include "support/TestUtil.h"
 
 namespace Kivo {
 
@@ -58,20 +59,8 @@ BitVector Code(const std::vector<unsigned char>& bytes, int codeLen, int codeWor
     return b;
 }
 
-template <typename F>
-int CodeOf(F&& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
-
-std::string ReadFile(const char* path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using ombrel_test::CodeOf;
+using ombrel_test::ReadFile;
 
 }  // namespace
 

@@ -16,6 +16,7 @@
 #include <random>
 #include <string>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 using testing::internal::CaptureStdout;
@@ -50,20 +51,8 @@ short Sat16(long long x) {
     return static_cast<short>(x);
 }
 
-template <typename F>
-int CodeOf(F&& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e.code;
-    }
-    return 0;
-}
-
-std::string ReadFile(const std::string& path) {
-    std::ifstream in(path);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
-}
+using ombrel_test::CodeOf;
+using ombrel_test::ReadFile;
 
 void WriteFile(const std::string& path, const std::string& text) {
     std::ofstream out(path);

@@ -18,6 +18,7 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 
@@ -74,22 +75,9 @@ std::vector<typename Traits<M>::T> Elements(const M& m) {
     return out;
 }
 
-template <typename F>
-KivoException Catch(F&& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e;
-    }
-    return KivoException{0, nullptr, nullptr, 0};
-}
+using ombrel_test::Catch;
 
-std::string ReadFile(const char* path) {
-    std::ifstream f(path);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
-}
+using ombrel_test::ReadFile;
 
 // The template alone: its allocation hook is reached on purpose.
 template <typename T>

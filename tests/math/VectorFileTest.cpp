@@ -21,6 +21,7 @@
 #include <string>
 #include <thread>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 
@@ -33,15 +34,7 @@ void ReleaseBuffer(V& v) {
     v.Resize(v.GetCapacity());
 }
 
-template <typename F>
-KivoException Catch(F&& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e;
-    }
-    return KivoException{0, nullptr, nullptr, 0};
-}
+using ombrel_test::Catch;
 
 std::vector<unsigned char> ReadBytes(const char* path) {
     std::ifstream f(path, std::ios::binary);

@@ -17,6 +17,7 @@
 #include <sstream>
 #include <string>
 #include <vector>
+#include "support/TestUtil.h"
 
 using namespace Kivo;
 
@@ -31,44 +32,20 @@ void ReleaseBuffer(V& v) {
 
 const int kLengths[] = {0, 1, 7, 33, 1000, 4097};
 
-template <typename F>
-KivoException Catch(F&& f) {
-    try {
-        f();
-    } catch (const KivoException& e) {
-        return e;
-    }
-    return KivoException{0, nullptr, nullptr, 0};
-}
+using ombrel_test::Catch;
+using ombrel_test::ReadFile;
 
 std::vector<float> RandomFloats(int n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> d(-10.0f, 10.0f);
-    std::vector<float> v(static_cast<size_t>(n));
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, -10.0f, 10.0f);
 }
 std::vector<double> RandomDoubles(int n, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<double> d(-10.0, 10.0);
-    std::vector<double> v(static_cast<size_t>(n));
-    for (auto& x : v)
-        x = d(gen);
-    return v;
+    return ombrel_test::RandomUniform(n, seed, -10.0, 10.0);
 }
 
 VecReal32 MakeReal32(const std::vector<float>& x) {
     VecReal32 v;
     v.Import(x.data(), static_cast<int>(x.size()));
     return v;
-}
-
-std::string ReadFile(const char* path) {
-    std::ifstream f(path);
-    std::stringstream s;
-    s << f.rdbuf();
-    return s.str();
 }
 
 template <typename F>

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "support/TestUtil.h"
+
 namespace ombrel_test {
 
 using CLD = std::complex<long double>;
@@ -128,12 +130,7 @@ inline double Log2Factor(int n) {
 
 /// Uniform values in [-1, 1) that are exact floats, so one reference serves both precisions.
 inline std::vector<float> RandomFloats(std::size_t count, unsigned seed) {
-    std::mt19937 gen(seed);
-    std::uniform_real_distribution<float> dist(-1.0f, 1.0f);
-    std::vector<float> v(count);
-    for (float& f : v)
-        f = dist(gen);
-    return v;
+    return RandomUniform(static_cast<int>(count), seed, -1.0f, 1.0f);
 }
 
 }  // namespace ombrel_test
