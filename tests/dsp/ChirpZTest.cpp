@@ -5,6 +5,7 @@
 #include "kernels/FftPlan.h"
 #include "support/AllocCounter.h"
 #include "support/ReferenceDft.h"
+#include "support/TestUtil.h"
 
 #include <ombrel/dsp/ChirpZ.h>
 #include <ombrel/dsp/FFT.h>
@@ -16,10 +17,8 @@
 
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <vector>
-#include "support/TestUtil.h"
 
 namespace {
 

@@ -8,6 +8,7 @@
 
 #include "kernels/Allocator.h"
 #include "kernels/ConvFft.h"
+#include "support/TestUtil.h"
 
 #include <gtest/gtest.h>
 
@@ -15,11 +16,8 @@
 #include <complex>
 #include <cstdint>
 #include <cstring>
-#include <functional>
 #include <limits>
-#include <random>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 

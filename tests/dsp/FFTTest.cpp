@@ -5,6 +5,7 @@
 #include "kernels/FftPlan.h"
 #include "support/AllocCounter.h"
 #include "support/ReferenceDft.h"
+#include "support/TestUtil.h"
 
 #include <ombrel/dsp/FFT.h>
 #include <ombrel/infra/UnitTestRecorder.h>
@@ -16,11 +17,9 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <functional>
 #include <string>
 #include <thread>
 #include <vector>
-#include "support/TestUtil.h"
 
 namespace {
 

@@ -3,17 +3,14 @@
 #include <ombrel/Ombrel.h>
 
 #include "kernels/Allocator.h"
+#include "support/AllocCounter.h"
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cmath>
 #include <complex>
-#include <cstdlib>
-#include <new>
 #include <random>
 #include <vector>
-#include "support/AllocCounter.h"
 
 using namespace Kivo;
 

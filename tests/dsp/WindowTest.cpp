@@ -6,13 +6,10 @@
 #include <ombrel/infra/UnitTestRecorder.h>
 #include <ombrel/math/KivoException.h>
 
-#include <atomic>
 #include <cfloat>
 #include <cmath>
-#include <cstdlib>
 #include <functional>
 #include <memory>
-#include <new>
 #include <typeinfo>
 #include <vector>
 

@@ -3,6 +3,7 @@
 #include "kernels/Allocator.h"
 #include "kernels/FftPlan.h"
 #include "support/ReferenceDft.h"
+#include "support/TestUtil.h"
 
 #include <ombrel/math/KivoException.h>
 
@@ -10,11 +11,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <memory>
 #include <thread>
 #include <vector>
-#include "support/TestUtil.h"
 
 namespace {
 

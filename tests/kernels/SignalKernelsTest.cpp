@@ -1,5 +1,6 @@
 // Signal kernels against slow direct evaluations in double / long double and scipy golden taps.
 #include "kernels/SignalKernels.h"
+#include "support/TestUtil.h"
 
 #include <gtest/gtest.h>
 
@@ -14,7 +15,6 @@
 #include <string>
 #include <type_traits>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 using namespace Kivo::kernels;

@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 
 #include "kernels/VectorKernels.h"
+#include "support/TestUtil.h"
 
 #include <cfloat>
 #include <cmath>
 #include <cstring>
 #include <limits>
-#include <random>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 namespace k = Kivo::kernels;

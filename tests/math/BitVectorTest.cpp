@@ -6,15 +6,14 @@
 #include <ombrel/math/KivoException.h>
 
 #include "kernels/Allocator.h"
+#include "support/TestUtil.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
 #include <random>
 #include <string>
 #include <vector>
-#include "support/TestUtil.h"
 
 namespace Kivo {
 

@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cfloat>
-#include <climits>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -17,24 +16,13 @@
 #include <string>
 #include <type_traits>
 
+#include "support/TestUtil.h"
+
 using namespace Kivo;
 
 namespace {
 
-template <typename T>
-long long UlpDistance(T a, T b) {
-    if (a == b) return 0;  // also +0 and -0, and equal infinities
-    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b) ? 0 : LLONG_MAX;
-    using I = std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>;
-    I ia;
-    I ib;
-    std::memcpy(&ia, &a, sizeof(T));
-    std::memcpy(&ib, &b, sizeof(T));
-    if (ia < 0) ia = std::numeric_limits<I>::min() - ia;
-    if (ib < 0) ib = std::numeric_limits<I>::min() - ib;
-    const long long d = static_cast<long long>(ia) - static_cast<long long>(ib);
-    return d < 0 ? -d : d;
-}
+using ombrel_test::UlpDistance;
 
 // Random values of both signs whose binary exponents span [-emax, emax], with a few zeros, so
 // that sums of squares mix very different magnitudes.

@@ -6,6 +6,7 @@
 #include <ombrel/math/KivoException.h>
 
 #include "kernels/Allocator.h"
+#include "support/TestUtil.h"
 
 #include <gtest/gtest.h>
 
@@ -16,7 +17,6 @@
 #include <random>
 #include <string>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 using testing::internal::CaptureStdout;

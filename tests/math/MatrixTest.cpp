@@ -6,19 +6,17 @@
 #include <ombrel/math/Vector.h>
 
 #include "kernels/Allocator.h"
+#include "support/TestUtil.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <random>
-#include <sstream>
 #include <string>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 
@@ -39,20 +37,7 @@ struct Traits<MatReal64> {
     using Vec = VecReal64;
 };
 
-// Distance in units in the last place between two finite values of the same type.
-template <typename T>
-long long UlpDistance(T a, T b) {
-    using I = std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>;
-    I ia;
-    I ib;
-    std::memcpy(&ia, &a, sizeof(T));
-    std::memcpy(&ib, &b, sizeof(T));
-    // Map the sign-magnitude encoding onto a monotonic integer line.
-    if (ia < 0) ia = std::numeric_limits<I>::min() - ia;
-    if (ib < 0) ib = std::numeric_limits<I>::min() - ib;
-    const long long d = static_cast<long long>(ia) - static_cast<long long>(ib);
-    return d < 0 ? -d : d;
-}
+using ombrel_test::UlpDistance;
 
 template <typename M>
 void FillRandom(M& m, std::mt19937& rng, bool avoidZero = false) {

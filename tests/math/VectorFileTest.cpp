@@ -7,6 +7,7 @@
 #include <ombrel/math/Vector.h>
 
 #include "kernels/Allocator.h"
+#include "support/TestUtil.h"
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -21,7 +22,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 

@@ -7,17 +7,14 @@
 #include <ombrel/math/Vector.h>
 
 #include "kernels/Allocator.h"
+#include "support/TestUtil.h"
 
 #include <cfloat>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
-#include "support/TestUtil.h"
 
 using namespace Kivo;
 

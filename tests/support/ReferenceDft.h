@@ -6,7 +6,6 @@
 #include <cstddef>
 #include <map>
 #include <mutex>
-#include <random>
 #include <utility>
 #include <vector>
 

@@ -4,10 +4,16 @@
 
 #include <ombrel/math/KivoException.h>
 
+#include <climits>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <iterator>
+#include <limits>
 #include <random>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace ombrel_test {
@@ -57,6 +63,25 @@ std::vector<C> RandomComplex(int n, unsigned seed, T lo, T hi) {
     for (std::size_t i = 0; i < v.size(); ++i)
         v[i] = C{f[2 * i], f[2 * i + 1]};
     return v;
+}
+
+/// Distance in units in the last place between two values of the same floating type: 0 for
+/// equal values (+0 and -0, equal infinities) and for two NaNs, LLONG_MAX for a NaN against a
+/// number.
+template <typename T>
+long long UlpDistance(T a, T b) {
+    if (a == b) return 0;
+    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b) ? 0 : LLONG_MAX;
+    using I = std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>;
+    I ia;
+    I ib;
+    std::memcpy(&ia, &a, sizeof(T));
+    std::memcpy(&ib, &b, sizeof(T));
+    // Map the sign-magnitude encoding onto a monotonic integer line.
+    if (ia < 0) ia = std::numeric_limits<I>::min() - ia;
+    if (ib < 0) ib = std::numeric_limits<I>::min() - ib;
+    const long long d = static_cast<long long>(ia) - static_cast<long long>(ib);
+    return d < 0 ? -d : d;
 }
 
 }  // namespace ombrel_test
