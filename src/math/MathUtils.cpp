@@ -151,22 +151,18 @@ void DeleteImpl(Vec& v, const VecInt32& indices) {
     v.Truncate(0, n - m);
 }
 
+// In place too: the kernel reads element i + 1 before it writes element i.
 template <class Vec>
 void DiffImpl(Vec& out, const Vec& in) {
     const int n = in.GetSize();
     const int m = n > 0 ? n - 1 : 0;
-    const auto* s = Ptr(in);
     if (&out == &in) {
-        auto* d = Ptr(out);
-        for (int i = 0; i < m; ++i)
-            d[i] = s[i + 1] - s[i];  // reads i+1 before it is written
+        kernels::Difference(Ptr(in), n, Ptr(out));
         out.Truncate(0, m);
         return;
     }
     out.Resize(m);
-    auto* d = Ptr(out);
-    for (int i = 0; i < m; ++i)
-        d[i] = s[i + 1] - s[i];
+    kernels::Difference(Ptr(in), n, Ptr(out));
 }
 
 // (a + b) / 2 with the vector operators add-assign and divide-assign. The first step, a copy
