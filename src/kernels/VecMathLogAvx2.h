@@ -2,20 +2,20 @@
 // VecMathAvx2.cpp (whose whole unit is compiled for AVX2 and FMA). Like VecMathLoops.h it pulls
 // in no standard-library header and defines everything with internal linkage.
 //
-// Why not SLEEF here: SLEEF's 1-ulp logf/log10f work in single precision and need a long
-// double-float correction to stay within 1 ulp, about 2 ns per element on AVX2. The log10 of a
-// whole power spectrum is the hot loop of the analyser, so these two get a shorter path: the
-// work is done in double precision, where a short polynomial is far more accurate than single
-// precision needs, and the result is rounded to float once.
+// Why not SLEEF here: SLEEF's 1-ulp logf/log10f stay in single precision and need two-float
+// arithmetic to reach 1 ulp. The log10 of a whole power spectrum is the analyser's hot loop, so
+// these two get a shorter path: the work is done in double precision, where a short polynomial
+// is far more accurate than single precision needs, and the result is rounded to float once.
 //
 //   x = 2^e * m with m in [sqrt(1/2), sqrt(2)), split with integer operations on the float bits
-//       (subnormals are first scaled by 2^23, exactly);
-//   s = (m - 1) / (m + 1), |s| <= 0.1716, computed in double (m - 1 and m + 1 are exact there,
-//       the quotient rounds once);
+//       (subnormals are first scaled by 2^23, exactly); f = m - 1 is exact in single precision;
+//   s = f / (f + 2) = (m - 1) / (m + 1), |s| <= 0.1716, in double (f + 2 is exact there, the
+//       quotient rounds once);
 //   ln m = 2 atanh s = 2s + s^3 R(s^2), R a degree-3 polynomial fitted for the smallest relative
 //       error of ln m over the interval (4.8e-12, i.e. 2^-37.6; the Taylor series of the same
 //       degree gives 2e-9);
-//   result = e * ln(b) + ln(m) * (1/ln b) with b = e or 10, one FMA, then rounded to float.
+//   result = e * log_b(2) + ln(m) / ln(b) for b = e or 10, the last step one FMA, then rounded
+//       to float.
 //
 // |ln m| <= ln(2)/2, so for e != 0 the two terms never cancel and the relative error of the
 // double result stays below about 2^-37 everywhere. Rounding that to float adds at most half an
@@ -23,8 +23,10 @@
 // cases stay exact: ln 1 = log10 1 = +0 (s = 0, e = 0), and log10(10^k) for k = 0..10 lies within
 // 2^-37 relative of the integer k, which float rounding returns exactly.
 //
-// The division costs less than a table: AVX2 gathers are slow on the processors this runs on,
-// and the division leaves the FMA pipes free for the polynomial.
+// A division rather than a table of 1/c and log c: AVX2 gathers are slow, and a table held in
+// registers needs several permutes, blends and conversions per lookup, more work than the two
+// divisions per eight floats (measured: replacing them by multiplications saves about a tenth).
+// What remains is mostly the float/double conversions (six per eight floats) and the polynomial.
 #pragma once
 
 #include <immintrin.h>
@@ -33,7 +35,8 @@ namespace Kivo::kernels::vecmath {
 namespace {
 
 // ln m = 2s + s^3 (c0 + c1 z + c2 z^2 + c3 z^3), z = s^2, for z in [0, ((sqrt2-1)/(sqrt2+1))^2]
-// (least-maximum relative error of ln m; the Taylor coefficients would be 2/3, 2/5, 2/7, 2/9).
+// (least-maximum relative error of ln m, made by fit_log_poly.py; the Taylor coefficients would
+// be 2/3, 2/5, 2/7, 2/9).
 inline constexpr double kLnC0 = 0x1.555554fd9a4dcp-1;
 inline constexpr double kLnC1 = 0x1.999a7a8f72cb7p-2;
 inline constexpr double kLnC2 = 0x1.2438d66373d8bp-2;
@@ -48,27 +51,26 @@ struct DecimalLog {
     static constexpr double kLog2 = 0.301029995663981195213738894724493027;   // log10 2
 };
 
-// log_b of four doubles m in [sqrt(1/2), sqrt(2)) plus e * log_b(2).
-// The target attribute repeats the including unit's pragma so that this header stands alone.
+// e * log_b(2) + log_b(1 + f) for four doubles, 1 + f in [sqrt(1/2), sqrt(2)) (f and e exact).
 template <class B>
-__attribute__((target("avx2,fma"))) inline __m256d LogCoreD4(__m256d m, __m256d e) {
-    const __m256d one = _mm256_set1_pd(1.0);
-    const __m256d f = _mm256_sub_pd(m, one);
-    const __m256d s = _mm256_div_pd(f, _mm256_add_pd(m, one));
+__attribute__((target("avx2,fma"), always_inline)) inline __m256d LogCoreD4(__m256d f, __m256d e) {
+    // 2 + f = m + 1 is exact in double; the quotient rounds once.
+    const __m256d s = _mm256_div_pd(f, _mm256_add_pd(f, _mm256_set1_pd(2.0)));
     const __m256d z = _mm256_mul_pd(s, s);
     __m256d p =
         _mm256_fmadd_pd(_mm256_set1_pd(kLnC3 * B::kScale), z, _mm256_set1_pd(kLnC2 * B::kScale));
     p = _mm256_fmadd_pd(p, z, _mm256_set1_pd(kLnC1 * B::kScale));
     p = _mm256_fmadd_pd(p, z, _mm256_set1_pd(kLnC0 * B::kScale));
-    const __m256d lm =
-        _mm256_fmadd_pd(_mm256_mul_pd(s, z), p, _mm256_mul_pd(s, _mm256_set1_pd(2.0 * B::kScale)));
-    return _mm256_fmadd_pd(e, _mm256_set1_pd(B::kLog2), lm);
+    // log_b m = s * (2/ln b + z p(z)): |z p| < 0.02 * 2/ln b, so the sum loses nothing, and the
+    // final FMA rounds s * y + e log_b 2 once.
+    const __m256d y = _mm256_fmadd_pd(z, p, _mm256_set1_pd(2.0 * B::kScale));
+    return _mm256_fmadd_pd(s, y, _mm256_mul_pd(e, _mm256_set1_pd(B::kLog2)));
 }
 
 // Eight floats. Lanes that are not positive normal floats (zero, subnormal, negative, infinite,
 // NaN) are rare, so they are detected with one test per register and handled off the main path.
 template <class B>
-__attribute__((target("avx2,fma"))) __m256 LogF8(__m256 x) {
+__attribute__((target("avx2,fma"), always_inline)) inline __m256 LogF8(__m256 x) {
     __m256i ix = _mm256_castps_si256(x);
     const __m256i minNormal = _mm256_set1_epi32(0x00800000);
     const __m256i notNormal = _mm256_or_si256(
@@ -90,10 +92,12 @@ __attribute__((target("avx2,fma"))) __m256 LogF8(__m256 x) {
     const __m256i e = _mm256_sub_epi32(_mm256_srai_epi32(t, 23), bias);
     const __m256 m = _mm256_castsi256_ps(
         _mm256_add_epi32(_mm256_and_si256(t, _mm256_set1_epi32(0x007fffff)), offset));
+    // m - 1 is exact in single precision (m is within a factor 2 of 1).
+    const __m256 f = _mm256_sub_ps(m, _mm256_set1_ps(1.0f));
 
-    const __m256d lo = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_castps256_ps128(m)),
+    const __m256d lo = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_castps256_ps128(f)),
                                     _mm256_cvtepi32_pd(_mm256_castsi256_si128(e)));
-    const __m256d hi = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_extractf128_ps(m, 1)),
+    const __m256d hi = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_extractf128_ps(f, 1)),
                                     _mm256_cvtepi32_pd(_mm256_extracti128_si256(e, 1)));
     __m256 r = _mm256_set_m128(_mm256_cvtpd_ps(hi), _mm256_cvtpd_ps(lo));
 
