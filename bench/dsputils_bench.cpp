@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <random>
+#include <type_traits>
 #include <vector>
 
 #ifdef OMBREL_BENCH_HAVE_VOLK
@@ -132,7 +133,10 @@ void BM_ConvDirectSum(benchmark::State& state) {
     }
     state.SetItemsProcessed(static_cast<long long>(state.iterations()) * n);
 }
-BENCHMARK(BM_ConvDirectSum)->Args({4096, 1 << 20})->Iterations(2)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_ConvDirectSum)
+    ->Args({4096, 1 << 20})
+    ->MinTime(kMinTime)
+    ->Unit(benchmark::kMillisecond);
 
 // ---- Crossover: both methods over tap counts, 1M samples ------------------------------------
 
@@ -143,10 +147,16 @@ void ConvPath(benchmark::State& state, bool fft) {
     std::vector<T> h(taps), x(n), y(taps + n - 1);
     std::mt19937 gen(4);
     std::uniform_real_distribution<double> d(-1.0, 1.0);
+    auto draw = [&]() {
+        if constexpr (std::is_same_v<T, Cplx32>)
+            return Cplx32{static_cast<float>(d(gen)), static_cast<float>(d(gen))};
+        else
+            return static_cast<T>(d(gen));
+    };
     for (auto& v : h)
-        v = static_cast<T>(d(gen));
+        v = draw();
     for (auto& v : x)
-        v = static_cast<T>(d(gen));
+        v = draw();
     for (auto _ : state) {
         if (fft)
             kernels::ConvFft(h.data(), taps, x.data(), n, y.data());

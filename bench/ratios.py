@@ -36,8 +36,9 @@ def run_program(path, quick):
     return results
 
 
-def run_script(path, quick):
-    env = dict(os.environ, OMBREL_BENCH_QUICK="1" if quick else "0")
+def run_script(path, quick, build):
+    env = dict(os.environ, OMBREL_BENCH_QUICK="1" if quick else "0",
+               OMBREL_BENCH_BUILD=os.path.abspath(build))
     out = subprocess.run(["/usr/bin/python3", path], check=True, capture_output=True, text=True,
                          env=env).stdout
     # Each line: name <TAB> seconds per iteration [<TAB> bytes per second]
@@ -74,7 +75,7 @@ def main():
     for source in sorted(needed):
         if source.startswith("py:"):
             script = os.path.join(HERE, source[3:])
-            res = run_script(script, a.quick)
+            res = run_script(script, a.quick, a.build)
         else:
             exe = os.path.join(a.build, "bench", source)
             res = run_program(exe, a.quick)

@@ -7,8 +7,8 @@
 #include <ombrel/math/BaseVector.h>
 #include <ombrel/math/BitVector.h>
 #include <ombrel/math/Checksum.h>
-#include <ombrel/math/IntVector.h>
 #include <ombrel/math/Complex.h>
+#include <ombrel/math/IntVector.h>
 #include <ombrel/math/KivoException.h>
 #include <ombrel/math/Matrix.h>
 #include <ombrel/math/Memory.h>
@@ -18,6 +18,8 @@
 // Numeric utilities
 #include <ombrel/math/MathUtils.h>
 // Transforms and windows
+#include <ombrel/dsp/ChirpZ.h>
+#include <ombrel/dsp/FFT.h>
 #include <ombrel/dsp/Window.h>
 #include <ombrel/dsp/WindowFactory.h>
 // Numeric utilities

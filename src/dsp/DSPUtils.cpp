@@ -39,6 +39,19 @@ bool SameObject(const BaseVector<T>& a, const BaseVector<T>& b) {
     return &a == &b;
 }
 
+// Sets a destination's length by the resize rule (the buffer is kept when it is large enough),
+// except that an empty result gives the buffer back: the storage releases only non-empty views,
+// so a vector left at length 0 with its block would leak it when destroyed.
+template <class V>
+void SetLength(V& v, int n) {
+    if (n > 0)
+        v.Resize(n);
+    else if (v.GetSize() > 0)
+        v = V();
+    else
+        v.Resize(0);
+}
+
 void Require(bool condition) {
     if (!condition) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
 }
@@ -68,7 +81,7 @@ void DownsampleImpl(V& out, const V& in, int factor, int phase) {
     const int n = in.GetSize();
     const auto* src = Ptr(in);
     const int length = n / factor + (n % factor != 0 ? 1 : 0);
-    out.Resize(length);  // never longer than in: safe when out is in (reads stay ahead)
+    SetLength(out, length);  // never longer than in: safe when out is in (reads stay ahead)
     auto* dst = Ptr(out);
     const int written = kernels::SampleDown(src, n, dst, factor, phase);
     // A grid with phase > 0 can hold one sample fewer than the length; that slot must not be
@@ -85,7 +98,7 @@ void UpsampleImpl(V& out, const V& in, int factor, int phase) {
         return;
     }
     const int n = in.GetSize();
-    out.Resize(CheckedLength(static_cast<long long>(n) * factor));
+    SetLength(out, CheckedLength(static_cast<long long>(n) * factor));
     kernels::SampleUp<Elem>(Ptr(in), n, Ptr(out), factor, phase);
 }
 
@@ -97,7 +110,7 @@ void DuplicateImpl(V& out, const V& in, int count) {
         return;
     }
     const int n = in.GetSize();
-    out.Resize(CheckedLength(static_cast<long long>(n) * count));
+    SetLength(out, CheckedLength(static_cast<long long>(n) * count));
     kernels::Duplicate(Ptr(in), n, Ptr(out), count);
 }
 
@@ -108,7 +121,7 @@ void FftShiftImpl(V& out, const V& in) {
         return;
     }
     const int n = in.GetSize();
-    out.Resize(n);
+    SetLength(out, n);
     kernels::FftShift(Ptr(in), n, Ptr(out));
 }
 
@@ -116,7 +129,7 @@ template <class V>
 void DerivativeImpl(V& out, const V& in) {
     const int n = in.GetSize();
     const auto* src = Ptr(in);
-    out.Resize(n > 1 ? n - 1 : 0);  // forward difference: safe in place
+    SetLength(out, n > 1 ? n - 1 : 0);  // forward difference: safe in place
     kernels::Difference(src, n, Ptr(out));
 }
 
@@ -124,7 +137,7 @@ template <class V>
 void CumSumImpl(V& out, const V& in) {
     const int n = in.GetSize();
     const auto* src = Ptr(in);
-    out.Resize(n);
+    SetLength(out, n);
     kernels::CumSum(src, n, Ptr(out));
 }
 
@@ -153,7 +166,7 @@ void UnwrapWholeImpl(V& out, const V& in, double period) {
     Require(in.GetSize() > 0);
     const int n = in.GetSize();
     const auto* src = Ptr(in);
-    out.Resize(n);  // reads each input point before writing it: safe in place
+    SetLength(out, n);  // reads each input point before writing it: safe in place
     using T = std::remove_const_t<std::remove_pointer_t<decltype(src)>>;
     kernels::UnwrapWhole(src, Ptr(out), n, static_cast<T>(period));
 }
@@ -189,10 +202,10 @@ void ConvImpl(V& out, const V& a, const V& b) {
     const int la = a.GetSize();
     const int lb = b.GetSize();
     if (la == 0 || lb == 0) {
-        out.Resize(0);
+        SetLength(out, 0);
         return;
     }
-    out.Resize(CheckedLength(static_cast<long long>(la) + lb - 1));
+    SetLength(out, CheckedLength(static_cast<long long>(la) + lb - 1));
     using T = std::remove_pointer_t<decltype(Ptr(out))>;
     if (kernels::ConvPrefersFft<T>(la, lb))
         kernels::ConvFft(Ptr(a), la, Ptr(b), lb, Ptr(out));
@@ -210,18 +223,18 @@ void ComplexCorrelate(VecCplx32& out, const VecCplx32& a, const VecCplx32& b, bo
     const int la = a.GetSize();
     const int lb = b.GetSize();
     if (la == 0 || lb == 0) {
-        out.Resize(0);
+        SetLength(out, 0);
         return;
     }
     const int len = CheckedLength(static_cast<long long>(la) + lb - 1);
-    out.Resize(len);
+    SetLength(out, len);
     // With the reversal (CrossCorr), the correlation's conjugation and the conjugated reversed
     // copy cancel: the result is the convolution of a and b. Without it (CrossCorr2) the
     // correlation is the convolution of conj(reverse(a)) and b.
     VecCplx32 reversed;
     const Cplx32* first = Ptr(a);
     if (!asConvolution) {
-        reversed.Resize(la);
+        SetLength(reversed, la);
         kernels::ConjFlip(Ptr(a), Ptr(reversed), la);
         first = Ptr(reversed);
     }
@@ -239,7 +252,7 @@ void CheckDesign(double f1, double f2, int count, bool needsOddCount) {
 
 template <class V>
 void StoreTaps(V& taps, const double* designed, int count) {
-    taps.Resize(count);
+    SetLength(taps, count);
     auto* dst = Ptr(taps);
     using T = std::remove_pointer_t<decltype(dst)>;
     for (int i = 0; i < count; ++i)
@@ -250,7 +263,7 @@ void StoreTaps(V& taps, const double* designed, int count) {
 template <class V, class Design>
 void DesignTaps(V& taps, int count, Design design) {
     if constexpr (std::is_same_v<V, VecReal64>) {
-        taps.Resize(count);
+        SetLength(taps, count);
         design(Ptr(taps));
     } else {
         VecReal64 wide(count);
@@ -273,7 +286,7 @@ void DSPUtils::Detect(VecReal32& out, const VecReal32& in, int factor, DetectorT
     Require(factor > 0);
     const int n = in.GetSize();
     if (n < factor) {
-        out.Resize(0);
+        SetLength(out, 0);
         return;
     }
     if (factor == 1) {
@@ -286,30 +299,30 @@ void DSPUtils::Detect(VecReal32& out, const VecReal32& in, int factor, DetectorT
     // out may be in itself.
     switch (type) {
         case DETECTOR_AVE:
-            out.Resize(buckets);
+            SetLength(out, buckets);
             kernels::DetectAve(src, buckets, factor, Ptr(out));
             break;
         case DETECTOR_MAX:
-            out.Resize(buckets);
+            SetLength(out, buckets);
             kernels::DetectMax(src, buckets, factor, Ptr(out));
             break;
         case DETECTOR_MIN:
-            out.Resize(buckets);
+            SetLength(out, buckets);
             kernels::DetectMin(src, buckets, factor, Ptr(out));
             break;
         case DETECTOR_MAXMIN:
-            out.Resize(2 * buckets);
+            SetLength(out, 2 * buckets);
             kernels::DetectMaxMin(src, buckets, factor, Ptr(out));
             break;
         case DETECTOR_RMS:
-            out.Resize(buckets);
+            SetLength(out, buckets);
             kernels::DetectRms(src, buckets, factor, Ptr(out));
             break;
         case DETECTOR_SAMPLE:
             // Downsampling yields one point more when N is not a multiple of factor; the
             // partial bucket is dropped again.
             Downsample(out, in, factor);
-            out.Resize(buckets);
+            SetLength(out, buckets);
             break;
         default:
             break;
@@ -353,7 +366,7 @@ void DSPUtils::LinearLeastSquareFit(double& slope, double& intercept, VecReal64&
     FitImpl(s, c, x, y);
     const int n = x.GetSize();
     const double* px = Ptr(x);
-    fitted.Resize(n);  // x (even if it is fitted itself) is read before each point is written
+    SetLength(fitted, n);  // x (even if it is fitted itself) is read before each point is written
     double* f = Ptr(fitted);
     for (int i = 0; i < n; ++i)
         f[i] = s * px[i] + c;
@@ -365,11 +378,11 @@ void DSPUtils::LinearLeastSquareFit(double& slope, double& intercept, VecReal64&
 // Magnitude, power and phase
 
 void DSPUtils::Mag(VecReal32& out, const VecCplx32& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::Magnitude(Ptr(in), Ptr(out), in.GetSize());
 }
 void DSPUtils::Mag(VecReal64& out, const VecCplx64& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::Magnitude(Ptr(in), Ptr(out), in.GetSize());
 }
 void DSPUtils::Mag(VecReal32& out, const VecReal32& re, const VecReal32& im) {
@@ -377,16 +390,16 @@ void DSPUtils::Mag(VecReal32& out, const VecReal32& re, const VecReal32& im) {
     Require(im.GetSize() >= n);
     const float* r = Ptr(re);
     const float* i = Ptr(im);
-    out.Resize(n);  // element-wise: out may be re or im
+    SetLength(out, n);  // element-wise: out may be re or im
     kernels::Magnitude(r, i, Ptr(out), n);
 }
 
 void DSPUtils::MagSqr(VecReal32& out, const VecCplx32& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::PowerSpectr(Ptr(in), Ptr(out), in.GetSize());
 }
 void DSPUtils::MagSqr(VecReal64& out, const VecCplx64& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::PowerSpectr(Ptr(in), Ptr(out), in.GetSize());
 }
 
@@ -402,18 +415,18 @@ void DSPUtils::MagdB(VecReal64& out, const VecCplx64& in) {
 }
 
 void DSPUtils::Phase(VecReal32& out, const VecCplx32& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::Phase(Ptr(in), Ptr(out), in.GetSize());
 }
 void DSPUtils::Phase(VecReal64& out, const VecCplx64& in) {
-    out.Resize(in.GetSize());
+    SetLength(out, in.GetSize());
     kernels::Phase(Ptr(in), Ptr(out), in.GetSize());
 }
 
 void DSPUtils::CartToPolar(VecReal32& mag, VecReal32& phase, const VecCplx32& in) {
     const int n = in.GetSize();
-    mag.Resize(n);
-    phase.Resize(n);
+    SetLength(mag, n);
+    SetLength(phase, n);
     if (SameObject(mag, phase)) {
         kernels::Phase(Ptr(in), Ptr(phase), n);  // the later result is the one that stays
         return;
@@ -424,7 +437,7 @@ void DSPUtils::CartToPolar(VecReal32& mag, VecReal32& phase, const VecCplx32& in
 void DSPUtils::PolarToCart(VecCplx32& out, const VecReal32& mag, const VecReal32& phase) {
     const int n = mag.GetSize();
     Require(phase.GetSize() >= n);
-    out.Resize(n);
+    SetLength(out, n);
     kernels::PolarToCart(Ptr(mag), Ptr(phase), Ptr(out), n);
 }
 
@@ -459,7 +472,7 @@ void DSPUtils::ShiftFreq(VecCplx32& out, const VecCplx32& in, float freq, float 
     Require(std::isfinite(freq) && std::isfinite(phase));
     const int n = in.GetSize();
     const Cplx32* src = Ptr(in);
-    out.Resize(n);  // element-wise and forward: out may be in
+    SetLength(out, n);  // element-wise and forward: out may be in
     kernels::ToneMultiply(src, Ptr(out), n, freq, phase, false);
 }
 void DSPUtils::ShiftFreq(VecCplx32& v, float freq, float phase, bool shiftDown) {
@@ -618,18 +631,18 @@ void DSPUtils::BandPass(VecReal64& taps, double low, double high, int count) {
 
 void DSPUtils::Rand(VecReal32& v, int length, float low, float high) {
     Require(length >= 0 && std::isfinite(low) && std::isfinite(high));
-    v.Resize(length);
+    SetLength(v, length);
     kernels::RandUniform(Ptr(v), length, low, high, RandomState());
 }
 
 void DSPUtils::Ramp(VecReal32& v, int length, float offset, float slope) {
     Require(length >= 0);
-    v.Resize(length);
+    SetLength(v, length);
     kernels::Ramp(Ptr(v), length, offset, slope);
 }
 void DSPUtils::Ramp(VecReal64& v, int length, double offset, double slope) {
     Require(length >= 0);
-    v.Resize(length);
+    SetLength(v, length);
     kernels::Ramp(Ptr(v), length, offset, slope);
 }
 

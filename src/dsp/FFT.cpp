@@ -12,6 +12,8 @@
 #include "kernels/FftAccess.h"
 #include "kernels/FftPlan.h"
 #include "kernels/SelfTest.h"
+#include "kernels/VectorAccess.h"
+#include "kernels/VectorKernels.h"
 
 #include <climits>
 #include <cmath>
@@ -36,14 +38,9 @@ namespace {
 // ---------------------------------------------------------------------------------------------
 // Raw-pointer transform core shared by the three classes.
 
-template <typename T>
-T* DataOf(BaseVector<T>& v) {
-    return v.GetSize() > 0 ? &v[0] : nullptr;
-}
-// BaseVector's const operator[] returns by value; the address is only read through.
-template <typename T>
-const T* DataOf(const BaseVector<T>& v) {
-    return v.GetSize() > 0 ? &const_cast<BaseVector<T>&>(v)[0] : nullptr;
+template <class V>
+auto* DataOf(const V& v) {
+    return kernels::VectorAccess::Data(v);
 }
 
 constexpr long long kRegionAlign = 64;
@@ -614,7 +611,7 @@ bool FT::UnitTest(UnitTestRecorder& recorder) {
         c[i] = Cplx64{0.5 * i, 1.0 - i};
     ft.Forward(cs, c);
     ft.Inverse(cb, cs);
-    bool dround = cb.GetSize() == 7 && Near(cs[0].re, 10.5, 1e-12) && Near(cs[0].im, 0, 1e-12);
+    bool dround = cb.GetSize() == 7 && Near(cs[0].re, 10.5, 1e-12) && Near(cs[0].im, -14, 1e-12);
     for (int i = 0; dround && i < 7; ++i)
         dround = Near(cb[i].re, c[i].re, 1e-13) && Near(cb[i].im, c[i].im, 1e-13);
     kernels::Record(recorder, ok, cls, "complex double round trip", dround);

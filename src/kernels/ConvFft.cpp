@@ -18,19 +18,26 @@ namespace Kivo::kernels {
 
 namespace {
 
-// Cost model, in nanoseconds, measured on the build machine (AMD EPYC, 2 cores, AVX2, Release;
-// bench/dsputils_bench.cpp BM_ConvDirect / BM_ConvFft, 1M samples):
-//   direct real float  : about 0.040 ns per multiply-add (27 taps x 1M: 1.1 ms)
-//   direct complex     : about 0.9 ns per complex multiply-add (double accumulation)
-//   overlap-save real  : about 0.55 ns per nfft * log2(nfft) per block (r2c + c2r, double)
-//   overlap-save cplx  : about 1.1 ns per nfft * log2(nfft) per block (two complex transforms)
-// plus a fixed cost per call for scratch and the cached plans. With these figures the real
-// crossover on long signals lies at about 40-60 taps (ConvPrefersFft).
-constexpr double kDirectFloatNs = 0.040;
-constexpr double kDirectDoubleNs = 0.080;
-constexpr double kDirectComplexNs = 0.9;
-constexpr double kFftRealNs = 0.55;
-constexpr double kFftComplexNs = 1.1;
+// Cost model, in nanoseconds, fitted to measurements on the build machine (AMD EPYC, 2 shared
+// cores, AVX2, Release; `dsputils_bench --benchmark_filter=ConvPath`, CPU time, 1M samples):
+//
+//   taps                    8     16     32     64     96    128    256
+//   direct float   [ms]  0.55   0.88   1.56   2.79   4.24   6.02   11.1
+//   FFT, float I/O [ms]  8.06   4.47   5.76   5.70   4.99   5.22   5.12
+//   direct double  [ms]  1.16   2.04   2.90   5.61   8.03   10.3   20.2
+//   FFT, double    [ms]  9.18   6.00   7.13   6.91   6.43   6.57   6.43
+//
+// and for complex data over 256K samples (taps 4, 8, 16, 32, 64): direct 1.73, 3.33, 6.64,
+// 13.1, 26.2 ms; FFT 2.15, 2.08, 1.60, 1.63, 1.84 ms. So the crossover on long signals lies near
+// 110 taps for float, 75 for double and 6 for complex data. Direct summation costs about
+// 0.043 ns per float multiply-add, 0.076 per double and 1.56 per complex one (double
+// accumulation); overlap-save about 0.42 ns (real) or 0.6 ns (complex) per unit of
+// blocks * nfft * (log2(nfft) + 1), plus a fixed cost per call for scratch and plan look-up.
+constexpr double kDirectFloatNs = 0.043;
+constexpr double kDirectDoubleNs = 0.076;
+constexpr double kDirectComplexNs = 1.56;
+constexpr double kFftRealNs = 0.42;
+constexpr double kFftComplexNs = 0.6;
 constexpr double kFftFixedNs = 20000.0;
 constexpr int kMaxFftLength = 1 << 20;
 

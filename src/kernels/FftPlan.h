@@ -95,6 +95,9 @@ class FftPlan {
     void Execute(Cplx32* in, float* out) const;         ///< ComplexToReal, single; destroys in
     void Execute(Cplx64* in, double* out) const;        ///< ComplexToReal, double; destroys in
 
+    /// The fftwf_plan or fftw_plan itself, for benchmarks that time FFTW without this layer.
+    void* Handle() const { return plan_; }
+
     /// FFTW's textual description of the chosen algorithm (for diagnostics and benchmarks).
     std::string Describe() const;
 

@@ -15,6 +15,7 @@
 
 #include "kernels/Error.h"
 #include "kernels/SelfTest.h"
+#include "kernels/SignalKernels.h"
 #include "kernels/VecMath.h"
 
 // Arguments that would make a method reach outside a vector or matrix are refused before
@@ -378,16 +379,10 @@ void MathUtils::Abs(VecReal64& out, const VecReal64& in) {
     });
 }
 void MathUtils::Abs(VecReal32& out, const VecCplx32& in) {
-    Map(out, in, [](const Cplx32* s, float* d, int n) {
-        for (int i = 0; i < n; ++i)
-            d[i] = std::sqrt(s[i].re * s[i].re + s[i].im * s[i].im);
-    });
+    Map(out, in, [](const Cplx32* s, float* d, int n) { kernels::Magnitude(s, d, n); });
 }
 void MathUtils::Abs(VecReal64& out, const VecCplx64& in) {
-    Map(out, in, [](const Cplx64* s, double* d, int n) {
-        for (int i = 0; i < n; ++i)
-            d[i] = std::sqrt(s[i].re * s[i].re + s[i].im * s[i].im);
-    });
+    Map(out, in, [](const Cplx64* s, double* d, int n) { kernels::Magnitude(s, d, n); });
 }
 
 void MathUtils::Sqr(VecReal32& out, const VecReal32& in) {

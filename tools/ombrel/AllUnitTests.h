@@ -36,6 +36,10 @@ inline bool RunAllUnitTests(Kivo::UnitTestRecorder& r) {
     // Numeric utilities
     ok &= MathUtils::UnitTest(r);
     // Transforms and windows
+    ok &= FFT::UnitTest(r);
+    ok &= DFT::UnitTest(r);
+    ok &= FT::UnitTest(r);
+    ok &= ChirpZ::UnitTest(r);
     ok &= Window::UnitTest(r);
     ok &= BlackmanHarrisWindow::UnitTest(r);
     ok &= FlatTopWindow::UnitTest(r);

@@ -92,8 +92,9 @@ WindowResult Measure(Kivo::WindowType window, const std::vector<Kivo::Cplx32>& c
 }  // namespace
 
 int RunDemo(int argc, char** argv) {
-    const Options o(argc, argv, {"out-dir"}, {});
+    const Options o(argc, argv, {"out-dir", "wisdom"}, {"no-wisdom"});
     const std::string dir = o.Get("out-dir", ".");
+    WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
 
     SynthSpec spec;
     spec.rate = kRate;
@@ -145,6 +146,7 @@ int RunDemo(int argc, char** argv) {
     WriteCsv(csv.File(), {flat.trace}, false);
     PlotTrace(pngPath, flat.trace, PlotLabels{kCenter, kRate, flat.rbwHz, "flat-top", false});
     csv.Commit();
+    wisdom.Save();
     std::printf("wrote %s and %s\n", csvPath.c_str(), pngPath.c_str());
     if (!ok) std::printf("demo: a measured value is outside its expected tolerance\n");
     return ok ? 0 : 1;

@@ -2,6 +2,7 @@
 
 #include "Options.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -131,16 +132,52 @@ void WriteCsv(FILE* f, const std::vector<Trace>& traces, bool linear) {
     const bool several = traces.size() > 1;
     std::fprintf(f, several ? "trace,frequency_hz,%s\n" : "frequency_hz,%s\n",
                  linear ? "magnitude" : "level_db");
+    // Formatted with to_chars into one buffer: printf-style formatting of a long run of traces
+    // costs more than computing them.
+    std::vector<char> buf(1 << 16);
+    size_t used = 0;
+    auto flush = [&] {
+        std::fwrite(buf.data(), 1, used, f);
+        used = 0;
+    };
+    // The traces share one frequency axis: its text is made once.
+    std::string axis;
+    std::vector<size_t> axisEnd;
+    std::vector<double> axisFrequencies;
+    auto axisFor = [&](const Trace& tr) {
+        if (!axisEnd.empty() && tr.frequencyHz == axisFrequencies) return;
+        axisFrequencies = tr.frequencyHz;
+        axis.clear();
+        axisEnd.clear();
+        char num[64];
+        for (double f : tr.frequencyHz) {
+            char* e = std::to_chars(num, num + sizeof num, f, std::chars_format::fixed, 3).ptr;
+            axis.append(num, e);
+            axis.push_back(',');
+            axisEnd.push_back(axis.size());
+        }
+    };
     for (size_t t = 0; t < traces.size(); ++t) {
         const Trace& tr = traces[t];
+        axisFor(tr);
         for (size_t i = 0; i < tr.level.size(); ++i) {
-            if (several) std::fprintf(f, "%zu,", t);
-            if (linear)
-                std::fprintf(f, "%.3f,%.9g\n", tr.frequencyHz[i], tr.level[i]);
-            else
-                std::fprintf(f, "%.3f,%.4f\n", tr.frequencyHz[i], tr.level[i]);
+            if (buf.size() - used < 128) flush();
+            char* p = buf.data() + used;
+            char* const end = buf.data() + buf.size();
+            if (several) {
+                p = std::to_chars(p, end, t).ptr;
+                *p++ = ',';
+            }
+            const size_t from = i ? axisEnd[i - 1] : 0;
+            std::memcpy(p, axis.data() + from, axisEnd[i] - from);
+            p += axisEnd[i] - from;
+            p = linear ? std::to_chars(p, end, tr.level[i], std::chars_format::general, 9).ptr
+                       : std::to_chars(p, end, tr.level[i], std::chars_format::fixed, 4).ptr;
+            *p++ = '\n';
+            used = static_cast<size_t>(p - buf.data());
         }
     }
+    flush();
 }
 
 namespace {

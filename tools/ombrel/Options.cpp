@@ -1,5 +1,11 @@
 #include "Options.h"
 
+#include <ombrel/dsp/FFT.h>
+#include <ombrel/math/KivoException.h>
+
+#include <sys/stat.h>
+
+#include <unistd.h>
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -96,6 +102,50 @@ void AtomicOutput::Commit() {
     if (writeFailed || closeFailed || std::rename(partial_.c_str(), path_.c_str()) != 0) {
         std::remove(partial_.c_str());
         throw InputError("cannot write '" + path_ + "'");
+    }
+}
+
+namespace {
+std::string DefaultWisdomPath() {
+    std::string base;
+    if (const char* xdg = std::getenv("XDG_CACHE_HOME"); xdg && *xdg) {
+        base = xdg;
+    } else if (const char* home = std::getenv("HOME"); home && *home) {
+        base = std::string(home) + "/.cache";
+    } else {
+        return {};
+    }
+    return base + "/ombrel/fftw-wisdom";
+}
+
+void MakeParentDirectories(const std::string& path) {
+    for (size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1))
+        mkdir(path.substr(0, slash).c_str(), 0755);  // existing directories are fine
+}
+}  // namespace
+
+WisdomCache::WisdomCache(const std::string& explicitPath, bool disabled)
+    : path_(disabled               ? std::string()
+            : explicitPath.empty() ? DefaultWisdomPath()
+                                   : explicitPath) {
+    if (path_.empty()) return;
+    try {
+        Kivo::KivoImportFFTWisdom(path_.c_str());
+    } catch (const Kivo::KivoException&) {
+        // No cache yet, or not one we can use: plans are measured and the file rewritten.
+    }
+}
+
+void WisdomCache::Save() {
+    if (path_.empty()) return;
+    MakeParentDirectories(path_);
+    const std::string partial = path_ + ".partial." + std::to_string(getpid());
+    try {
+        Kivo::KivoExportFFTWisdom(partial.c_str());
+        if (std::rename(partial.c_str(), path_.c_str()) != 0) std::remove(partial.c_str());
+    } catch (const Kivo::KivoException&) {
+        std::remove(partial.c_str());
     }
 }
 

@@ -56,3 +56,23 @@ class AtomicOutput {
 };
 
 }  // namespace ombrel_tool
+
+namespace ombrel_tool {
+
+/// FFTW planning knowledge kept between runs of the program, so that only the first run at a
+/// transform length pays for measuring plans (about 0.1 to 2 s per length). The file is
+/// `--wisdom FILE` if given, else $XDG_CACHE_HOME/ombrel/fftw-wisdom or
+/// ~/.cache/ombrel/fftw-wisdom; `--no-wisdom` disables it. A missing or unreadable file is
+/// ignored (plans are measured as usual); the file is rewritten, under a temporary name and
+/// renamed, when the command succeeds. Failures of the cache never fail the command.
+class WisdomCache {
+  public:
+    WisdomCache(const std::string& explicitPath, bool disabled);
+    /// Saves what this run has learned.
+    void Save();
+
+  private:
+    std::string path_;
+};
+
+}  // namespace ombrel_tool

@@ -6,7 +6,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <memory>
+#include <thread>
 #include <vector>
 
 namespace ombrel_tool {
@@ -30,7 +32,9 @@ const char* kSpectrumHelp =
     "  --points P           reduce each trace to N/(N/P) points with the detector\n"
     "  --detector NAME      ave, max, min, maxmin, rms, sample (default ave)\n"
     "  --out FILE.csv       write the trace there (default: standard output)\n"
-    "  --plot FILE.png      draw the trace with gnuplot (one trace only)\n";
+    "  --plot FILE.png      draw the trace with gnuplot (one trace only)\n"
+    "  --wisdom FILE        FFTW plan cache (default ~/.cache/ombrel/fftw-wisdom)\n"
+    "  --no-wisdom          measure plans afresh and keep nothing\n";
 }  // namespace
 
 int RunSpectrum(int argc, char** argv) {
@@ -46,8 +50,8 @@ int RunSpectrum(int argc, char** argv) {
     }
     const Options o(argc, argv,
                     {"in", "rate", "center", "format", "full-scale", "size", "window", "unit",
-                     "average", "traces", "offset", "points", "detector", "out", "plot"},
-                    {});
+                     "average", "traces", "offset", "points", "detector", "out", "plot", "wisdom"},
+                    {"no-wisdom"});
     if (input.empty()) input = o.Get("in", "");
     if (input.empty()) throw UsageError("no capture file given (ombrel spectrum FILE --rate HZ)");
     if (!o.Has("rate")) throw UsageError("--rate HZ is required");
@@ -106,19 +110,41 @@ int RunSpectrum(int argc, char** argv) {
     if (o.Has("plot") && traces != 1) throw UsageError("--plot draws a single trace (--traces 1)");
     reader.Seek(offset);
 
+    WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
     TraceComputer computer(s);
-    // Read many blocks at a time so that file reading stays off the critical path.
-    const int blocksPerRead = std::max(1, static_cast<int>((1 << 22) / s.size));
-    Kivo::VecCplx32 chunk(blocksPerRead * s.size);
+    // Two chunks of many blocks each: a reader thread fills one while the blocks of the other are
+    // computed, so reading the file overlaps the computation instead of adding to it.
+    const int blocksPerRead = std::max(1, static_cast<int>((1 << 21) / s.size));
+    Kivo::VecCplx32 chunks[2] = {Kivo::VecCplx32(blocksPerRead * s.size),
+                                 Kivo::VecCplx32(blocksPerRead * s.size)};
     std::vector<Trace> out;
     out.reserve(static_cast<size_t>(traces));
     long long blocksLeft = traces * average;
+    auto readInto = [&](Kivo::VecCplx32& chunk, long long left) {
+        const int want = static_cast<int>(std::min<long long>(left, blocksPerRead));
+        chunk.Resize(want * s.size);
+        if (reader.Read(&chunk[0], want * s.size) != want * s.size)
+            throw InputError("'" + input + "' ended early");
+        return want;
+    };
+    int current = 0;
+    int want = readInto(chunks[0], blocksLeft);
     int inTrace = 0;
     while (blocksLeft > 0) {
-        const int want = static_cast<int>(std::min<long long>(blocksLeft, blocksPerRead));
-        chunk.Resize(want * s.size);
-        const int got = reader.Read(&chunk[0], want * s.size);
-        if (got != want * s.size) throw InputError("'" + input + "' ended early");
+        Kivo::VecCplx32& chunk = chunks[current];
+        const long long afterThis = blocksLeft - want;
+        int nextWant = 0;
+        std::exception_ptr readError;
+        std::thread prefetch;
+        if (afterThis > 0) {
+            prefetch = std::thread([&] {
+                try {
+                    nextWant = readInto(chunks[1 - current], afterThis);
+                } catch (...) {
+                    readError = std::current_exception();
+                }
+            });
+        }
         for (int b = 0; b < want; ++b) {
             // A view on block b of the chunk: no copy. Resize below restores the whole view.
             chunk.Truncate(b * s.size, s.size);
@@ -129,7 +155,11 @@ int RunSpectrum(int argc, char** argv) {
                 inTrace = 0;
             }
         }
-        blocksLeft -= want;
+        if (prefetch.joinable()) prefetch.join();
+        if (readError) std::rethrow_exception(readError);
+        blocksLeft = afterThis;
+        want = nextWant;
+        current = 1 - current;
     }
 
     // The CSV is committed only after the plot succeeded: an error leaves no output behind.
@@ -146,6 +176,7 @@ int RunSpectrum(int argc, char** argv) {
         csv->Commit();
     else
         WriteCsv(stdout, out, s.linear);
+    wisdom.Save();
     return 0;
 }
 

@@ -26,7 +26,9 @@ enum DetectorType {
 /// Common rules:
 /// - The destination comes first and is resized by the callee with the vector's own resize
 ///   rule (kept buffer when the new length fits the capacity), so repeated calls of one size
-///   allocate nothing. A destination may be the same object as a source.
+///   allocate nothing. An empty result releases the destination's buffer instead (a vector
+///   of length 0 could not release it any more). A destination may be the same object as a
+///   source.
 /// - Sources are read over their own length; where a second source must be at least as long as
 ///   the first (`Mag(out, re, im)`, `PolarToCart`, `LinearLeastSquareFit`), a shorter one throws
 ///   8005 "invalid input parameter" instead of being read past its end.
