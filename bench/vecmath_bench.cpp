@@ -1,6 +1,8 @@
-// Element-wise math on 1M floats: MathUtils (SLEEF's 1-ulp functions behind the run-time ISA
-// choice) against SLEEF's widest 1-ulp function for this processor called directly in a loop,
-// and against a plain loop over the C library's scalar function.
+// Element-wise math on 1M floats (logarithms also on one 4096-point block): MathUtils (1-ulp
+// kernels behind the run-time ISA choice: SLEEF, except single-precision ln and log10 on AVX2,
+// which have their own double-precision kernel) against SLEEF's widest 1-ulp function for this
+// processor called directly in a loop, and against a plain loop over the C library's scalar
+// function.
 #include <benchmark/benchmark.h>
 #include <immintrin.h>
 #include <ombrel/math/MathUtils.h>
@@ -10,6 +12,8 @@
 #include <vector>
 
 extern "C" {
+__m256 Sleef_logf8_u10avx2(__m256);
+__m512 Sleef_logf16_u10avx512f(__m512);
 __m256 Sleef_log10f8_u10avx2(__m256);
 __m256 Sleef_sinf8_u10avx2(__m256);
 __m256 Sleef_expf8_u10avx2(__m256);
@@ -20,14 +24,15 @@ __m512 Sleef_expf16_u10avx512f(__m512);
 
 namespace {
 
-enum class Fn { Log10, Sin, Exp };
+enum class Fn { Ln, Log10, Sin, Exp };
 
 std::vector<float> Input(Fn f, int n) {
     std::mt19937 rng(7);
-    std::uniform_real_distribution<float> d(f == Fn::Log10 ? 1e-3f
+    const bool log = f == Fn::Ln || f == Fn::Log10;
+    std::uniform_real_distribution<float> d(log            ? 1e-3f
                                             : f == Fn::Sin ? -100.0f
                                                            : -80.0f,
-                                            f == Fn::Log10 ? 1e3f
+                                            log            ? 1e3f
                                             : f == Fn::Sin ? 100.0f
                                                            : 80.0f);
     std::vector<float> x(n);
@@ -44,6 +49,9 @@ void Ours(benchmark::State& state, Fn f) {
         in[i] = x[i];
     for (auto _ : state) {
         switch (f) {
+            case Fn::Ln:
+                Kivo::MathUtils::Ln(out, in);
+                break;
             case Fn::Log10:
                 Kivo::MathUtils::Log10(out, in);
                 break;
@@ -64,9 +72,10 @@ __attribute__((target("avx2,fma"))) void SleefAvx2(Fn f, const float* s, float* 
     int i = 0;
     for (; i + 8 <= n; i += 8) {
         const __m256 v = _mm256_loadu_ps(s + i);
-        const __m256 r = f == Fn::Log10 ? Sleef_log10f8_u10avx2(v)
-                         : f == Fn::Sin ? Sleef_sinf8_u10avx2(v)
-                                        : Sleef_expf8_u10avx2(v);
+        const __m256 r = f == Fn::Ln      ? Sleef_logf8_u10avx2(v)
+                         : f == Fn::Log10 ? Sleef_log10f8_u10avx2(v)
+                         : f == Fn::Sin   ? Sleef_sinf8_u10avx2(v)
+                                          : Sleef_expf8_u10avx2(v);
         _mm256_storeu_ps(d + i, r);
     }
 }
@@ -75,9 +84,10 @@ __attribute__((target("avx512f"))) void SleefAvx512(Fn f, const float* s, float*
     int i = 0;
     for (; i + 16 <= n; i += 16) {
         const __m512 v = _mm512_loadu_ps(s + i);
-        const __m512 r = f == Fn::Log10 ? Sleef_log10f16_u10avx512f(v)
-                         : f == Fn::Sin ? Sleef_sinf16_u10avx512f(v)
-                                        : Sleef_expf16_u10avx512f(v);
+        const __m512 r = f == Fn::Ln      ? Sleef_logf16_u10avx512f(v)
+                         : f == Fn::Log10 ? Sleef_log10f16_u10avx512f(v)
+                         : f == Fn::Sin   ? Sleef_sinf16_u10avx512f(v)
+                                          : Sleef_expf16_u10avx512f(v);
         _mm512_storeu_ps(d + i, r);
     }
 }
@@ -112,9 +122,10 @@ void Glibc(benchmark::State& state, Fn f) {
     std::vector<float> out(n);
     for (auto _ : state) {
         for (int i = 0; i < n; ++i) {
-            out[i] = f == Fn::Log10 ? std::log10(x[i])
-                     : f == Fn::Sin ? std::sin(x[i])
-                                    : std::exp(x[i]);
+            out[i] = f == Fn::Ln      ? std::log(x[i])
+                     : f == Fn::Log10 ? std::log10(x[i])
+                     : f == Fn::Sin   ? std::sin(x[i])
+                                      : std::exp(x[i]);
         }
         benchmark::DoNotOptimize(out.data());
         benchmark::ClobberMemory();
@@ -122,6 +133,12 @@ void Glibc(benchmark::State& state, Fn f) {
     state.SetItemsProcessed(state.iterations() * n);
 }
 
+void BM_MathUtilsLn(benchmark::State& s) {
+    Ours(s, Fn::Ln);
+}
+void BM_SleefLn(benchmark::State& s) {
+    Sleef(s, Fn::Ln);
+}
 void BM_MathUtilsLog10(benchmark::State& s) {
     Ours(s, Fn::Log10);
 }
@@ -151,9 +168,12 @@ void BM_GlibcExp(benchmark::State& s) {
 }
 
 constexpr int kN = 1 << 20;
-BENCHMARK(BM_MathUtilsLog10)->Arg(kN)->MinTime(0.3);
-BENCHMARK(BM_SleefLog10)->Arg(kN)->MinTime(0.3);
+// 4096: one spectrum block, the analyser's hot loop (in cache); 1M: streaming from memory.
+BENCHMARK(BM_MathUtilsLog10)->Arg(4096)->Arg(kN)->MinTime(0.3);
+BENCHMARK(BM_SleefLog10)->Arg(4096)->Arg(kN)->MinTime(0.3);
 BENCHMARK(BM_GlibcLog10)->Arg(kN)->MinTime(0.3);
+BENCHMARK(BM_MathUtilsLn)->Arg(4096)->Arg(kN)->MinTime(0.3);
+BENCHMARK(BM_SleefLn)->Arg(4096)->Arg(kN)->MinTime(0.3);
 BENCHMARK(BM_MathUtilsSin)->Arg(kN)->MinTime(0.3);
 BENCHMARK(BM_SleefSin)->Arg(kN)->MinTime(0.3);
 BENCHMARK(BM_GlibcSin)->Arg(kN)->MinTime(0.3);

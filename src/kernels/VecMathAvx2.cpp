@@ -9,6 +9,7 @@
 
 #include <immintrin.h>
 
+#include "kernels/VecMathLogAvx2.h"
 #include "kernels/VecMathLoops.h"
 #include "kernels/VecMathTable.h"
 
@@ -87,8 +88,8 @@ typename Tr::V SqrtV(typename Tr::V v) {
 extern const Table kAvx2 = {
     "avx2",
     Unary<F8, Sleef_expf8_u10avx2>,
-    Unary<F8, Sleef_logf8_u10avx2>,
-    Unary<F8, Sleef_log10f8_u10avx2>,
+    Unary<F8, LogF8<NaturalLog>>,
+    Unary<F8, LogF8<DecimalLog>>,
     Unary<F8, Sleef_sinf8_u10avx2>,
     Unary<F8, Sleef_cosf8_u10avx2>,
     Unary<F8, Sleef_atanf8_u10avx2>,

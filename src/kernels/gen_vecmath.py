@@ -12,7 +12,7 @@ HEAD = '''// Element-wise math loops for processors with {isa_long} (SLEEF's `{s
 #include <immintrin.h>
 
 #include "kernels/VecMathLoops.h"
-#include "kernels/VecMathTable.h"
+#include "kernels/VecMathTable.h"{extra}
 
 // SLEEF declares these only when the whole compilation targets the instruction set, so the
 // prototypes are repeated here (same names and vector types as the library exports).
@@ -77,8 +77,8 @@ typename Tr::V SqrtV(typename Tr::V v) {{
 extern const Table {table} = {{
     "{tname}",
     Unary<{F}, Sleef_expf{wf}_{suffix}>,
-    Unary<{F}, Sleef_logf{wf}_{suffix}>,
-    Unary<{F}, Sleef_log10f{wf}_{suffix}>,
+    Unary<{F}, {lnF}>,
+    Unary<{F}, {log10F}>,
     Unary<{F}, Sleef_sinf{wf}_{suffix}>,
     Unary<{F}, Sleef_cosf{wf}_{suffix}>,
     Unary<{F}, Sleef_atanf{wf}_{suffix}>,
@@ -115,14 +115,21 @@ def protos(vf, vd, wf, wd, suffix):
             out.append(f'{v} Sleef_{f}{t}{w}_{suffix}({v}, {v}) __attribute__((const));')
     return '\n'.join(out)
 
-def vec_unit(fn, isa_long, pragma, suffix, p, vf, vd, wf, wd, table, tname, cmp):
+# Single-precision ln and log10 default to SLEEF; a level with its own kernels names the header
+# that defines them and the two functions.
+def sleef_logs(wf, suffix):
+    return dict(extra='', lnF=f'Sleef_logf{wf}_{suffix}', log10F=f'Sleef_log10f{wf}_{suffix}')
+
+def vec_unit(fn, isa_long, pragma, suffix, p, vf, vd, wf, wd, table, tname, cmp, logs=None):
     F, D = f'F{wf}', f'D{wd}'
+    logs = logs or sleef_logs(wf, suffix)
     text = HEAD.format(isa_long=isa_long, suffix=suffix, wf=wf, wd=wd, pragma=pragma,
-                       protos=protos(vf, vd, wf, wd, suffix))
+                       protos=protos(vf, vd, wf, wd, suffix), extra=logs['extra'])
     for name, t, v, w, s in ((F, 'float', vf, wf, 'ps'), (D, 'double', vd, wd, 'pd')):
         lt, gt, eq = cmp(p, s)
         text += TRAITS_VEC.format(name=name, t=t, v=v, m=v, w=w, p=p, s=s, lt=lt, gt=gt, eq=eq)
-    text += TAIL.format(table=table, tname=tname, F=F, D=D, wf=wf, wd=wd, suffix=suffix)
+    text += TAIL.format(table=table, tname=tname, F=F, D=D, wf=wf, wd=wd, suffix=suffix,
+                        lnF=logs['lnF'], log10F=logs['log10F'])
     open(fn, 'w').write(text)
 
 vec_unit('VecMathSse4.cpp', 'SSE4.1', 'sse4.1', 'u10sse4', '_mm', '__m128', '__m128d', 4, 2,
@@ -131,12 +138,16 @@ vec_unit('VecMathSse4.cpp', 'SSE4.1', 'sse4.1', 'u10sse4', '_mm', '__m128', '__m
 vec_unit('VecMathAvx2.cpp', 'AVX2 and FMA', 'avx2,fma', 'u10avx2', '_mm256', '__m256', '__m256d',
          8, 4, 'kAvx2', 'avx2',
          lambda p, s: (f'{p}_cmp_{s}(a, b, _CMP_LT_OQ)', f'{p}_cmp_{s}(a, b, _CMP_GT_OQ)',
-                       f'{p}_cmp_{s}(a, b, _CMP_EQ_OQ)'))
+                       f'{p}_cmp_{s}(a, b, _CMP_EQ_OQ)'),
+         # Single-precision ln and log10 computed in double precision (VecMathLogAvx2.h): the
+         # log10 of a power spectrum is the analyser's hot loop.
+         logs=dict(extra='\n#include "kernels/VecMathLogAvx2.h"', lnF='LogF8<NaturalLog>',
+                   log10F='LogF8<DecimalLog>'))
 
 text = HEAD.format(isa_long='AVX-512F', suffix='u10avx512f', wf=16, wd=8, pragma='avx512f',
-                   protos=protos('__m512', '__m512d', 16, 8, 'u10avx512f'))
+                   protos=protos('__m512', '__m512d', 16, 8, 'u10avx512f'), extra='')
 text += TRAITS_512.format(name='F16', t='float', v='__m512', m='__mmask16', w=16, s='ps')
 text += TRAITS_512.format(name='D8', t='double', v='__m512d', m='__mmask8', w=8, s='pd')
 text += TAIL.format(table='kAvx512', tname='avx512f', F='F16', D='D8', wf=16, wd=8,
-                    suffix='u10avx512f')
+                    suffix='u10avx512f', **sleef_logs(16, 'u10avx512f'))
 open('VecMathAvx512.cpp', 'w').write(text)
