@@ -171,12 +171,12 @@ void RunRealInverse(const FftPlan& plan, RealOf<C>* out, const C* in, int n, dou
     const long long outBytes = static_cast<long long>(n) * sizeof(Real);
     const bool stageOut = !FftAligned(out);
     GrowBuffer(buffer, capacity, Region(inBytes) + (stageOut ? Region(outBytes) : 0));
-    C* spec = reinterpret_cast<C*>(buffer);
-    std::memcpy(spec, in, inBytes);
-    spec[0].im = 0;
-    if (n % 2 == 0) spec[n / 2].im = 0;
+    C* staged = reinterpret_cast<C*>(buffer);
+    std::memcpy(staged, in, inBytes);
+    staged[0].im = 0;
+    if (n % 2 == 0) staged[n / 2].im = 0;
     Real* dst = stageOut ? reinterpret_cast<Real*>(buffer + Region(inBytes)) : out;
-    plan.Execute(spec, dst);
+    plan.Execute(staged, dst);
     if (stageOut) std::memcpy(out, dst, outBytes);
     ScaleValues(out, n, factor);
 }
@@ -218,49 +218,49 @@ P* MakeFixedPlans(int n) {
 }
 
 template <typename P>
-void RunFixed(const P* spec, int n, bool forward, VecCplx32& out, const VecCplx32& in,
+void RunFixed(const P* plans, int n, bool forward, VecCplx32& out, const VecCplx32& in,
               unsigned char*& buffer, int& capacity) {
     // An unprepared object or an input of another length would make FFTW read or write past
     // the vectors; refuse before touching the output.
-    if (!spec || in.GetSize() != n) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
+    if (!plans || in.GetSize() != n) KIVO_THROW(KIVO_INVALID_INPUT_PARAMETER);
     out.Resize(n);
     Cplx32* o = DataOf(out);
-    RunComplex(forward ? *spec->forward : *spec->inverse, o, DataOf(in), n, buffer, capacity);
+    RunComplex(forward ? *plans->forward : *plans->inverse, o, DataOf(in), n, buffer, capacity);
     ScaleValues(reinterpret_cast<float*>(o), 2LL * n, ScaleOf(2, forward, n));
 }
 
 }  // namespace
 
-FFT::FFT(int order_) : spec(nullptr), buffer(nullptr), bufferBytes(0), order(order_) {
-    if (order >= 0 && order <= 30) spec = MakeFixedPlans<Plans>(1 << order);
+FFT::FFT(int order_) : plans(nullptr), buffer(nullptr), bufferBytes(0), order(order_) {
+    if (order >= 0 && order <= 30) plans = MakeFixedPlans<Plans>(1 << order);
 }
 
 FFT::FFT(const FFT& other)
-    : spec(other.spec ? new Plans(*other.spec) : nullptr),
+    : plans(other.plans ? new Plans(*other.plans) : nullptr),
       buffer(nullptr),
       bufferBytes(0),
       order(other.order) {}
 
 FFT& FFT::operator=(const FFT& other) {
     if (this == &other) return *this;
-    Plans* copy = other.spec ? new Plans(*other.spec) : nullptr;
-    delete spec;
-    spec = copy;
+    Plans* copy = other.plans ? new Plans(*other.plans) : nullptr;
+    delete plans;
+    plans = copy;
     order = other.order;
     return *this;
 }
 
 FFT::~FFT() {
-    delete spec;
+    delete plans;
     FreeBuffer(buffer, bufferBytes);
 }
 
 void FFT::Forward(VecCplx32& out, const VecCplx32& in) {
-    RunFixed(spec, spec ? 1 << order : 0, true, out, in, buffer, bufferBytes);
+    RunFixed(plans, plans ? 1 << order : 0, true, out, in, buffer, bufferBytes);
 }
 
 void FFT::Inverse(VecCplx32& out, const VecCplx32& in) {
-    RunFixed(spec, spec ? 1 << order : 0, false, out, in, buffer, bufferBytes);
+    RunFixed(plans, plans ? 1 << order : 0, false, out, in, buffer, bufferBytes);
 }
 
 void FFT::UnitLoopTest() {
@@ -281,36 +281,36 @@ void FFT::UnitLoopTest() {
         fft.Forward(out, data);
 }
 
-DFT::DFT(int length_) : spec(nullptr), buffer(nullptr), bufferBytes(0), length(length_) {
-    if (length > 0) spec = MakeFixedPlans<Plans>(length);
+DFT::DFT(int length_) : plans(nullptr), buffer(nullptr), bufferBytes(0), length(length_) {
+    if (length > 0) plans = MakeFixedPlans<Plans>(length);
 }
 
 DFT::DFT(const DFT& other)
-    : spec(other.spec ? new Plans(*other.spec) : nullptr),
+    : plans(other.plans ? new Plans(*other.plans) : nullptr),
       buffer(nullptr),
       bufferBytes(0),
       length(other.length) {}
 
 DFT& DFT::operator=(const DFT& other) {
     if (this == &other) return *this;
-    Plans* copy = other.spec ? new Plans(*other.spec) : nullptr;
-    delete spec;
-    spec = copy;
+    Plans* copy = other.plans ? new Plans(*other.plans) : nullptr;
+    delete plans;
+    plans = copy;
     length = other.length;
     return *this;
 }
 
 DFT::~DFT() {
-    delete spec;
+    delete plans;
     FreeBuffer(buffer, bufferBytes);
 }
 
 void DFT::Forward(VecCplx32& out, const VecCplx32& in) {
-    RunFixed(spec, length, true, out, in, buffer, bufferBytes);
+    RunFixed(plans, length, true, out, in, buffer, bufferBytes);
 }
 
 void DFT::Inverse(VecCplx32& out, const VecCplx32& in) {
-    RunFixed(spec, length, false, out, in, buffer, bufferBytes);
+    RunFixed(plans, length, false, out, in, buffer, bufferBytes);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -592,15 +592,15 @@ bool FT::UnitTest(UnitTestRecorder& recorder) {
     VecReal32 r(5), back;
     for (int i = 0; i < 5; ++i)
         r[i] = static_cast<float>(i + 1);
-    VecCplx32 spec;
-    ft.Forward(spec, r);
-    bool sym = spec.GetSize() == 5 && Near(spec[0].re, 15, 1e-5) && spec[0].im == 0;
+    VecCplx32 plans;
+    ft.Forward(plans, r);
+    bool sym = plans.GetSize() == 5 && Near(plans[0].re, 15, 1e-5) && plans[0].im == 0;
     for (int k = 1; sym && k < 5; ++k)
-        sym = spec[5 - k].re == spec[k].re && spec[5 - k].im == -spec[k].im;
+        sym = plans[5 - k].re == plans[k].re && plans[5 - k].im == -plans[k].im;
     // X1 = -2.5 + 3.4409548i for this sequence.
-    sym = sym && Near(spec[1].re, -2.5, 1e-5) && Near(spec[1].im, 3.4409548, 1e-5);
+    sym = sym && Near(plans[1].re, -2.5, 1e-5) && Near(plans[1].im, 3.4409548, 1e-5);
     kernels::Record(recorder, ok, cls, "real forward gives the conjugate-symmetric spectrum", sym);
-    ft.Inverse(back, spec);
+    ft.Inverse(back, plans);
     bool round = back.GetSize() == 5;
     for (int i = 0; round && i < 5; ++i)
         round = Near(back[i], i + 1, 1e-5);

@@ -79,7 +79,7 @@ class OMBREL_API FFT {
     friend struct kernels::FTAccess;
     struct Plans;
 
-    Plans* spec;            // forward and inverse plans; null when unprepared
+    Plans* plans;           // forward and inverse plans; null when unprepared
     unsigned char* buffer;  // staging for misaligned or aliased vectors; grows only
     int bufferBytes;
     int order;
@@ -107,7 +107,7 @@ class OMBREL_API DFT {
     friend struct kernels::FTAccess;
     struct Plans;
 
-    Plans* spec;
+    Plans* plans;
     unsigned char* buffer;
     int bufferBytes;
     int length;
