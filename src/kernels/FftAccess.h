@@ -14,8 +14,8 @@ struct FTAccess {
     /// i-th entry (shared after a copy).
     static bool SharesPlans(const FT& a, const FT& b, int i);
     static int BufferBytes(const FT& ft) { return ft.bufferBytes; }
-    static bool Prepared(const FFT& fft) { return fft.spec != nullptr; }
-    static bool Prepared(const DFT& dft) { return dft.spec != nullptr; }
+    static bool Prepared(const FFT& fft) { return fft.plans != nullptr; }
+    static bool Prepared(const DFT& dft) { return dft.plans != nullptr; }
 };
 
 }  // namespace Kivo::kernels
