@@ -89,7 +89,7 @@ void OverlapSaveReal(const T* h, int L, const T* x, int N, T* dst) {
     auto seg = Scratch<double>(nfft);
     auto res = Scratch<double>(nfft);
     auto filt = Scratch<Cplx64>(bins);
-    auto spec = Scratch<Cplx64>(bins);
+    auto spectrum = Scratch<Cplx64>(bins);
 
     // Filter spectrum, with the inverse transform's 1/nfft folded in.
     double* s = seg.get();
@@ -104,7 +104,7 @@ void OverlapSaveReal(const T* h, int L, const T* x, int N, T* dst) {
         H[k].im *= scale;
     }
 
-    Cplx64* X = spec.get();
+    Cplx64* X = spectrum.get();
     for (long long start = 0; start < outLen; start += step) {
         // seg[j] = x[start - (L - 1) + j], zero outside the signal.
         const long long from = start - (L - 1);
@@ -138,7 +138,7 @@ void OverlapSaveComplex(const Cplx32* h, int L, const Cplx32* x, int N, Cplx32* 
     auto seg = Scratch<Cplx64>(nfft);
     auto res = Scratch<Cplx64>(nfft);
     auto filt = Scratch<Cplx64>(nfft);
-    auto spec = Scratch<Cplx64>(nfft);
+    auto spectrum = Scratch<Cplx64>(nfft);
 
     Cplx64* s = seg.get();
     for (int i = 0; i < L; ++i)
@@ -151,7 +151,7 @@ void OverlapSaveComplex(const Cplx32* h, int L, const Cplx32* x, int N, Cplx32* 
         H[k].re *= scale;
         H[k].im *= scale;
     }
-    Cplx64* X = spec.get();
+    Cplx64* X = spectrum.get();
     for (long long start = 0; start < outLen; start += step) {
         const long long from = start - (L - 1);
         for (int j = 0; j < nfft; ++j) {

@@ -107,19 +107,19 @@ void CheckFtAccuracy(FT& ft, int n) {
         // the real inverse must ignore.
         const std::vector<float> v = ombrel_test::RandomFloats(2 * n, 33 + n);
         VC in(n);
-        std::vector<CLD> spec(n);
+        std::vector<CLD> spectrum(n);
         for (int k = 0; k <= n / 2; ++k) {
             const float im = (k == 0 || 2 * k == n) ? 0.0f : v[2 * k + 1];
             in[k] = typename Vecs<Real>::E{v[2 * k], im};
-            spec[k] = CLD(v[2 * k], im);
-            if (k > 0) spec[n - k] = CLD(v[2 * k], -im);
+            spectrum[k] = CLD(v[2 * k], im);
+            if (k > 0) spectrum[n - k] = CLD(v[2 * k], -im);
         }
         for (int k = n / 2 + 1; k < n; ++k)
             in[k] = typename Vecs<Real>::E{7.0f, -3.0f};
         VR out;
         ft.Inverse(out, in);
         ASSERT_EQ(out.GetSize(), n);
-        const auto& ref = ombrel_test::Reference(spec, +1);
+        const auto& ref = ombrel_test::Reference(spectrum, +1);
         std::vector<CLD> scaled(n);
         for (int i = 0; i < n; ++i)
             scaled[i] = CLD(ref[i].real() / n, 0);
@@ -155,9 +155,9 @@ void CheckRoundTrip(int n) {
                                                    : 4e-15 * ombrel_test::Log2Factor(n);
     FT ft;
     std::vector<CLD> x;
-    VC in = ComplexInput<Real>(n, 44 + n, x), spec, back;
-    ft.Forward(spec, in);
-    ft.Inverse(back, spec);
+    VC in = ComplexInput<Real>(n, 44 + n, x), spectrum, back;
+    ft.Forward(spectrum, in);
+    ft.Inverse(back, spectrum);
     EXPECT_LE(ErrC(x, back), tol) << "complex n=" << n;
     VR r(n), rback;
     std::vector<CLD> rx(n);
@@ -165,8 +165,8 @@ void CheckRoundTrip(int n) {
         r[i] = static_cast<Real>(x[i].real());
         rx[i] = CLD(x[i].real(), 0);
     }
-    ft.Forward(spec, r);
-    ft.Inverse(rback, spec);
+    ft.Forward(spectrum, r);
+    ft.Inverse(rback, spectrum);
     EXPECT_LE(ombrel_test::RelativeRms(
                   rx, [&](std::size_t i) { return CLD(rback[static_cast<int>(i)], 0); }),
               tol)
@@ -206,10 +206,10 @@ TEST(FT, NormalisationFlagsScaleExactlyAsDocumented) {
             re[i] = static_cast<double>(x[i].real());
             rx[i] = CLD(x[i].real(), 0);
         }
-        VecCplx64 spec;
-        ft.Forward(spec, re);
-        EXPECT_LE(ErrC(ombrel_test::Reference(rx, -1), spec, c.sF), 1e-14 * 6) << c.flag;
-        ft.Inverse(rback, spec);
+        VecCplx64 spectrum;
+        ft.Forward(spectrum, re);
+        EXPECT_LE(ErrC(ombrel_test::Reference(rx, -1), spectrum, c.sF), 1e-14 * 6) << c.flag;
+        ft.Inverse(rback, spectrum);
         // Inverse(Forward(x)) = sF * sI * N * x.
         const long double g = c.sF * c.sI * N;
         for (int i = 0; i < n; ++i)
@@ -462,9 +462,9 @@ TEST(FT, TwoObjectsInTwoThreads) {
         FT ft;
         for (int n = 100 + static_cast<int>(seed); n < 400; n += 37) {
             std::vector<CLD> x;
-            VecCplx32 in = ComplexInput<float>(n, seed + n, x), spec, back;
-            ft.Forward(spec, in);
-            ft.Inverse(back, spec);
+            VecCplx32 in = ComplexInput<float>(n, seed + n, x), spectrum, back;
+            ft.Forward(spectrum, in);
+            ft.Inverse(back, spectrum);
             EXPECT_LE(ErrC(x, back), 2e-6 * ombrel_test::Log2Factor(n));
         }
     };

@@ -93,18 +93,18 @@ void CheckRealInverse(int n, FftEffort effort) {
     const std::vector<float> v = ombrel_test::RandomFloats(2 * h, 3000 + n);
     Buffer<C> in(h);
     Buffer<Real> out(n);
-    std::vector<CLD> spec(n);
+    std::vector<CLD> spectrum(n);
     for (int k = 0; k < h; ++k) {
         Real re = v[2 * k], im = v[2 * k + 1];
         if (k == 0 || 2 * k == n) im = 0;  // a Hermitian spectrum has real DC and Nyquist bins
         in.p[k] = C{re, im};
-        spec[k] = CLD(re, im);
-        if (k > 0) spec[n - k] = CLD(re, -im);
+        spectrum[k] = CLD(re, im);
+        if (k > 0) spectrum[n - k] = CLD(re, -im);
     }
     auto plan =
         FftPlan::Get({PrecisionOf<Real>, FftKind::ComplexToReal, n, FftDirection::Inverse, effort});
     plan->Execute(in.p, out.p);
-    const auto ref = ombrel_test::Reference(spec, 1);
+    const auto ref = ombrel_test::Reference(spectrum, 1);
     const double err =
         ombrel_test::RelativeRms(ref, [&](std::size_t i) { return CLD(out.p[i], 0); });
     EXPECT_LE(err, Tolerance<Real>(n)) << "c2r n=" << n;

@@ -96,14 +96,14 @@ int RunDemo(int argc, char** argv) {
     const std::string dir = o.Get("out-dir", ".");
     WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
 
-    SynthSpec spec;
-    spec.rate = kRate;
-    spec.tones.assign(std::begin(kTones), std::end(kTones));
-    spec.noise = true;
-    spec.noiseDensityDbHz = kNoiseDbHz;
-    spec.seed = 20261121;
+    SignalSettings signal;
+    signal.rate = kRate;
+    signal.tones.assign(std::begin(kTones), std::end(kTones));
+    signal.noise = true;
+    signal.noiseDensityDbHz = kNoiseDbHz;
+    signal.seed = 20261121;
     std::vector<Kivo::Cplx32> capture(static_cast<size_t>(kSize) * kBlocks);
-    Synthesizer(spec).Generate(capture.data(), static_cast<int>(capture.size()));
+    Synthesizer(signal).Generate(capture.data(), static_cast<int>(capture.size()));
 
     const WindowResult flat = Measure(Kivo::WT_FLAT_TOP, capture);
     const WindowResult bh = Measure(Kivo::WT_BLACKMAN_HARRIS, capture);

@@ -29,18 +29,18 @@ Tone ParseTone(const std::string& text) {
     return t;
 }
 
-Synthesizer::Synthesizer(const SynthSpec& spec)
-    : spec_(spec), index_(0), rng_(spec.seed), gauss_(0.0, 1.0), sigma_(0.0) {
+Synthesizer::Synthesizer(const SignalSettings& signal)
+    : signal_(signal), index_(0), rng_(signal.seed), gauss_(0.0, 1.0), sigma_(0.0) {
     // Total noise power = density x rate, split equally between I and Q.
-    if (spec_.noise)
-        sigma_ = std::sqrt(std::pow(10.0, spec_.noiseDensityDbHz / 10.0) * spec_.rate / 2.0);
+    if (signal_.noise)
+        sigma_ = std::sqrt(std::pow(10.0, signal_.noiseDensityDbHz / 10.0) * signal_.rate / 2.0);
 }
 
 void Synthesizer::Generate(Kivo::Cplx32* out, int n) {
     std::vector<double> re(static_cast<size_t>(n), 0.0), im(static_cast<size_t>(n), 0.0);
-    for (const Tone& t : spec_.tones) {
+    for (const Tone& t : signal_.tones) {
         const double amp = std::pow(10.0, t.levelDb / 20.0);
-        const double cyclesPerSample = t.offsetHz / spec_.rate;
+        const double cyclesPerSample = t.offsetHz / signal_.rate;
         for (int i = 0; i < n; ++i) {
             // Phase from the absolute sample index, reduced to one cycle before scaling by 2π,
             // so long captures keep full phase precision.
@@ -53,7 +53,7 @@ void Synthesizer::Generate(Kivo::Cplx32* out, int n) {
     }
     for (int i = 0; i < n; ++i) {
         double r = re[i], q = im[i];
-        if (spec_.noise) {
+        if (signal_.noise) {
             r += sigma_ * gauss_(rng_);
             q += sigma_ * gauss_(rng_);
         }
@@ -70,25 +70,25 @@ int RunSynth(int argc, char** argv) {
     if (!o.Has("out")) throw UsageError("--out FILE is required");
     if (!o.Has("rate")) throw UsageError("--rate HZ is required");
     if (!o.Has("samples")) throw UsageError("--samples N is required");
-    SynthSpec spec;
-    spec.rate = o.GetDouble("rate", 0.0);
-    if (spec.rate <= 0.0) throw UsageError("--rate must be positive");
+    SignalSettings signal;
+    signal.rate = o.GetDouble("rate", 0.0);
+    if (signal.rate <= 0.0) throw UsageError("--rate must be positive");
     const long long samples = o.GetInt("samples", 0);
     if (samples <= 0) throw UsageError("--samples must be positive");
     for (const std::string& t : o.All("tone"))
-        spec.tones.push_back(ParseTone(t));
+        signal.tones.push_back(ParseTone(t));
     if (o.Has("noise")) {
-        spec.noise = true;
-        spec.noiseDensityDbHz = o.GetDouble("noise", 0.0);
+        signal.noise = true;
+        signal.noiseDensityDbHz = o.GetDouble("noise", 0.0);
     }
-    spec.seed = static_cast<unsigned long long>(o.GetInt("seed", 1));
+    signal.seed = static_cast<unsigned long long>(o.GetInt("seed", 1));
     const std::string out = o.Get("out", "");
     const SampleFormat format = o.Has("format") ? ParseSampleFormat(o.Get("format", ""))
                                                 : FormatFromExtension(out, SampleFormat::CF32);
     const double fullScale = o.GetDouble("full-scale", 32768.0);
     if (fullScale <= 0.0) throw UsageError("--full-scale must be positive");
 
-    Synthesizer synth(spec);
+    Synthesizer synth(signal);
     AtomicOutput file(out);
     std::vector<Kivo::Cplx32> block(1 << 16);
     for (long long done = 0; done < samples;) {

@@ -15,7 +15,7 @@ struct Tone {
     double phaseRad;  ///< phase of the first sample
 };
 
-struct SynthSpec {
+struct SignalSettings {
     double rate = 0.0;                 ///< sample rate in Hz
     std::vector<Tone> tones;           ///< complex exponentials A·exp(j(2π f n / rate + φ))
     bool noise = false;                ///< add white Gaussian noise
@@ -29,11 +29,11 @@ Tone ParseTone(const std::string& text);
 /// Generates the samples block by block; consecutive calls continue the same signal.
 class Synthesizer {
   public:
-    explicit Synthesizer(const SynthSpec& spec);
+    explicit Synthesizer(const SignalSettings& signal);
     void Generate(Kivo::Cplx32* out, int n);
 
   private:
-    SynthSpec spec_;
+    SignalSettings signal_;
     long long index_;
     std::mt19937_64 rng_;
     std::normal_distribution<double> gauss_;
