@@ -35,8 +35,8 @@ CaptureReader::CaptureReader(const std::string& path, SampleFormat format, doubl
       samples_(0) {
     file_ = std::fopen(path.c_str(), "rb");
     if (!file_) throw InputError("cannot open '" + path + "': " + std::strerror(errno));
-    // Large stdio buffer: the reads below are already big, this only helps odd sizes.
-    std::setvbuf(file_, nullptr, _IOFBF, 1 << 22);
+    // No large stdio buffer: the reads are megabytes each, and a request smaller than the stdio
+    // buffer would be copied twice (file to buffer to vector) instead of read straight in.
     if (std::fseek(file_, 0, SEEK_END) != 0) throw InputError("cannot read '" + path + "'");
     const long long bytes = std::ftell(file_);
     if (bytes < 0) throw InputError("cannot read '" + path + "': not a regular file");
