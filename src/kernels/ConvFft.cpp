@@ -9,6 +9,7 @@
 #include "kernels/Allocator.h"
 #include "kernels/Error.h"
 #include "kernels/FftPlan.h"
+#include "kernels/VectorKernels.h"
 
 #include <algorithm>
 #include <cmath>
@@ -97,12 +98,8 @@ void OverlapSaveReal(const T* h, int L, const T* x, int N, T* dst) {
         s[i] = static_cast<double>(h[i]);
     std::fill(s + L, s + nfft, 0.0);
     forward->Execute(s, filt.get());
-    const double scale = 1.0 / nfft;
     Cplx64* H = filt.get();
-    for (int k = 0; k < bins; ++k) {
-        H[k].re *= scale;
-        H[k].im *= scale;
-    }
+    MulCInPlace(1.0 / nfft, reinterpret_cast<double*>(H), 2 * bins);
 
     Cplx64* X = spectrum.get();
     for (long long start = 0; start < outLen; start += step) {
@@ -113,12 +110,7 @@ void OverlapSaveReal(const T* h, int L, const T* x, int N, T* dst) {
             s[j] = (i >= 0 && i < N) ? static_cast<double>(x[i]) : 0.0;
         }
         forward->Execute(s, X);
-        for (int k = 0; k < bins; ++k) {
-            const double re = X[k].re * H[k].re - X[k].im * H[k].im;
-            const double im = X[k].re * H[k].im + X[k].im * H[k].re;
-            X[k].re = re;
-            X[k].im = im;
-        }
+        MulInPlace(H, X, bins);  // X = X·H
         inverse->Execute(X, res.get());
         const long long count = std::min(step, outLen - start);
         const double* r = res.get() + (L - 1);
@@ -145,12 +137,8 @@ void OverlapSaveComplex(const Cplx32* h, int L, const Cplx32* x, int N, Cplx32* 
         s[i] = {h[i].re, h[i].im};
     std::fill(s + L, s + nfft, Cplx64{0.0, 0.0});
     forward->Execute(s, filt.get());
-    const double scale = 1.0 / nfft;
     Cplx64* H = filt.get();
-    for (int k = 0; k < nfft; ++k) {
-        H[k].re *= scale;
-        H[k].im *= scale;
-    }
+    MulCInPlace(1.0 / nfft, reinterpret_cast<double*>(H), 2 * nfft);
     Cplx64* X = spectrum.get();
     for (long long start = 0; start < outLen; start += step) {
         const long long from = start - (L - 1);
@@ -159,12 +147,7 @@ void OverlapSaveComplex(const Cplx32* h, int L, const Cplx32* x, int N, Cplx32* 
             s[j] = (i >= 0 && i < N) ? Cplx64{x[i].re, x[i].im} : Cplx64{0.0, 0.0};
         }
         forward->Execute(s, X);
-        for (int k = 0; k < nfft; ++k) {
-            const double re = X[k].re * H[k].re - X[k].im * H[k].im;
-            const double im = X[k].re * H[k].im + X[k].im * H[k].re;
-            X[k].re = re;
-            X[k].im = im;
-        }
+        MulInPlace(H, X, nfft);  // X = X·H
         inverse->Execute(X, res.get());
         const long long count = std::min(step, outLen - start);
         const Cplx64* r = res.get() + (L - 1);

@@ -10,6 +10,7 @@
 #include <climits>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <fstream>
 #include <regex>
 #include <string>
@@ -151,14 +152,22 @@ TEST(Memory, ReportReplacesAnEarlierOne) {
 }
 
 TEST(KivoExceptionType, IsAPlainRecordOfFourFields) {
-    static_assert(std::is_trivially_copyable_v<KivoException>);
-    static_assert(std::is_standard_layout_v<KivoException>);
-    static_assert(!std::is_polymorphic_v<KivoException>);
-    static_assert(offsetof(KivoException, code) < offsetof(KivoException, message));
-    static_assert(offsetof(KivoException, message) < offsetof(KivoException, file));
-    static_assert(offsetof(KivoException, file) < offsetof(KivoException, line));
-    static_assert(sizeof(KivoException::code) == 4 && sizeof(KivoException::line) == 4);
-    SUCCEED();
+    EXPECT_TRUE(std::is_trivially_copyable_v<KivoException>);
+    EXPECT_TRUE(std::is_standard_layout_v<KivoException>);
+    EXPECT_FALSE(std::is_polymorphic_v<KivoException>);
+    EXPECT_LT(offsetof(KivoException, code), offsetof(KivoException, message));
+    EXPECT_LT(offsetof(KivoException, message), offsetof(KivoException, file));
+    EXPECT_LT(offsetof(KivoException, file), offsetof(KivoException, line));
+    EXPECT_EQ(sizeof(KivoException::code), 4u);
+    EXPECT_EQ(sizeof(KivoException::line), 4u);
+    // A bitwise copy is a complete copy.
+    const KivoException e{8024, "error opening file", "src/math/Vector", 7};
+    KivoException c{};
+    std::memcpy(&c, &e, sizeof e);
+    EXPECT_EQ(c.code, 8024);
+    EXPECT_EQ(c.message, e.message);
+    EXPECT_EQ(c.file, e.file);
+    EXPECT_EQ(c.line, 7);
 }
 
 TEST(KivoExceptionType, EveryCodeHasItsFixedMessage) {

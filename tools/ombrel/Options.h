@@ -55,10 +55,6 @@ class AtomicOutput {
     FILE* file_;
 };
 
-}  // namespace ombrel_tool
-
-namespace ombrel_tool {
-
 /// FFTW planning knowledge kept between runs of the program, so that only the first run at a
 /// transform length pays for measuring plans (about 0.1 to 2 s per length). The file is
 /// `--wisdom FILE` if given, else $XDG_CACHE_HOME/ombrel/fftw-wisdom or
