@@ -2,6 +2,7 @@
 #include <ombrel/Ombrel.h>
 
 #include "kernels/FftPlan.h"
+#include "kernels/VecMath.h"
 
 #include <benchmark/benchmark.h>
 
@@ -97,12 +98,25 @@ void BM_StepLog10(benchmark::State& state) {
     }
 }
 
+// Magnitude, floor, log10 and the factor 20 in the one pass the dB trace uses.
+void BM_StepAmplitudeDb(benchmark::State& state) {
+    const int n = static_cast<int>(state.range(0));
+    Kivo::VecCplx32 x = Block(n);
+    Kivo::VecReal32 mag(n), lin(n), db(n);
+    for (auto _ : state) {
+        Kivo::kernels::VecAmplitudeDb(reinterpret_cast<const float*>(&x[0]), &mag[0], &lin[0],
+                                      &db[0], 1e-40f, n);
+        benchmark::DoNotOptimize(&db[0]);
+    }
+}
+
 }  // namespace
 
 BENCHMARK(BM_StepWindow)->Arg(4096);
 BENCHMARK(BM_StepAbs)->Arg(4096);
 BENCHMARK(BM_StepShift)->Arg(4096);
 BENCHMARK(BM_StepLog10)->Arg(4096);
+BENCHMARK(BM_StepAmplitudeDb)->Arg(4096);
 BENCHMARK(BM_SpectrumApplyDb)->Arg(4096)->MinTime(0.3);
 BENCHMARK(BM_SpectrumApplyLinear)->Arg(4096)->MinTime(0.3);
 BENCHMARK(BM_FftwSamePlan)->Arg(4096)->MinTime(0.3);

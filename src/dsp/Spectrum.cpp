@@ -6,7 +6,7 @@
 
 #include "kernels/SelfTest.h"
 #include "kernels/VecMath.h"
-#include "kernels/VectorKernels.h"
+#include "kernels/VectorAccess.h"
 
 #include <cmath>
 
@@ -37,9 +37,40 @@ void Spectrum::SetUnit(PowerUnit u) {
     unit = u;
 }
 
+namespace {
+
+// The single-precision 1e-40 is the subnormal 9.99994610111476e-41; it only keeps the logarithm
+// of a zero bin finite.
+constexpr float kFloor = 1e-40f;
+
+// Magnitude, shift, floor, log10 and the factor 20 in one pass over the transform: the dB trace
+// is the analyser's hot path, and separate passes would each stream the whole block through the
+// cache again. Every element goes through exactly the operations (and roundings) of the separate
+// steps, and the member vectors end up holding what those steps leave in them: `magnitude` in
+// bin order, `shifted` with zero frequency in the middle plus the floor. The shift moves bin j
+// to (j + N/2) mod N, so the two halves of the transform are each one contiguous run.
+void AmplitudeDbShifted(const VecCplx32& spectrum, VecReal32& magnitude, VecReal32& shifted,
+                        VecReal32& trace, int n) {
+    shifted.Resize(n);
+    trace.Resize(n);
+    const float* c = reinterpret_cast<const float*>(kernels::VectorAccess::Data(spectrum));
+    float* mag = &magnitude[0];
+    float* lin = &shifted[0];
+    float* db = &trace[0];
+    const int h = n / 2;
+    kernels::VecAmplitudeDb(c, mag, lin + h, db + h, kFloor, n - h);
+    kernels::VecAmplitudeDb(c + 2 * (n - h), mag + (n - h), lin, db, kFloor, h);
+}
+
+}  // namespace
+
 void Spectrum::Apply(VecReal32& trace, const VecCplx32& samples) {
     window->Apply(windowedCplx, samples);
     transform->Forward(spectrumCplx, windowedCplx);
+    if (unit == POWER_UNIT_DB && size > 0) {
+        AmplitudeDbShifted(spectrumCplx, magnitude, shifted, trace, size);
+        return;
+    }
     MathUtils::Abs(magnitude, spectrumCplx);
     Finish(trace);
 }
@@ -48,7 +79,12 @@ void Spectrum::Apply(VecReal32& trace, const VecReal32& samples) {
     window->Apply(windowedReal, samples);
     transform->Forward(spectrumCplx, windowedReal);
     // The real path takes its magnitude from the signal utilities, the complex path from the
-    // math utilities; both compute sqrt(re² + im²).
+    // math utilities; both compute sqrt(re² + im²) with the same roundings, which is also what
+    // the one-pass dB step computes.
+    if (unit == POWER_UNIT_DB && size > 0) {
+        AmplitudeDbShifted(spectrumCplx, magnitude, shifted, trace, size);
+        return;
+    }
     DSPUtils::Mag(magnitude, spectrumCplx);
     Finish(trace);
 }
@@ -61,21 +97,8 @@ void Spectrum::Finish(VecReal32& trace) {
         trace.Import(&shifted[0], size);
         return;
     }
-    // shifted += 1e-40f, trace = log10(shifted), trace *= 20, done chunk by chunk so that each
-    // chunk stays in the first-level cache across the three steps; every element goes through
-    // exactly the same three operations as with three whole-vector passes. The single-precision
-    // 1e-40 is the subnormal 9.99994610111476e-41; it only keeps the logarithm of a zero bin
-    // finite.
+    // Only an empty block reaches here in dB: the dB trace of any other is made in one pass.
     trace.Resize(size);
-    float* lin = &shifted[0];
-    float* db = &trace[0];
-    constexpr int kChunk = 1024;
-    for (int i = 0; i < size; i += kChunk) {
-        const int m = size - i < kChunk ? size - i : kChunk;
-        kernels::AddCInPlace(1e-40f, lin + i, m);
-        kernels::VecLog10(lin + i, db + i, m);
-        kernels::MulCInPlace(20.0f, db + i, m);
-    }
 }
 
 bool Spectrum::UnitTest(UnitTestRecorder& recorder) {

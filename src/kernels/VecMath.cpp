@@ -162,6 +162,9 @@ void VecPow(const float* x, const float* p, float* d, int n) {
 void VecPowx(const float* x, float p, float* d, int n) {
     Active().powxF(x, p, d, n);
 }
+void VecAmplitudeDb(const float* c, float* mag, float* lin, float* db, float floor, int n) {
+    Active().amplitudeDbF(c, mag, lin, db, floor, n);
+}
 
 void VecExp(const double* s, double* d, int n) {
     Active().expD(s, d, n);

@@ -27,6 +27,11 @@ void VecAtan2(const float* y, const float* x, float* dst, int len);
 void VecPow(const float* x, const float* p, float* dst, int len);
 /// dst[i] = x[i] ^ p, one exponent for the whole array.
 void VecPowx(const float* x, float p, float* dst, int len);
+/// The spectrum's amplitude step in one pass over `len` complex values stored as interleaved
+/// (re, im) floats: mag[i] = sqrt(re*re + im*im), lin[i] = mag[i] + floor,
+/// db[i] = 20 * log10(lin[i]), each operation rounded as on its own. The four arrays must not
+/// overlap.
+void VecAmplitudeDb(const float* cplx, float* mag, float* lin, float* db, float floor, int len);
 
 void VecExp(const double* src, double* dst, int len);
 void VecLn(const double* src, double* dst, int len);

@@ -98,6 +98,7 @@ extern const Table kAvx2 = {
     Binary<F8, Atan2Repaired<F8, Sleef_atan2f8_u10avx2>>,
     Binary<F8, PowRepaired<F8, Sleef_powf8_u10avx2>>,
     WithConstant<F8, PowRepaired<F8, Sleef_powf8_u10avx2>>,
+    AmplitudeDbAvx2,
 
     Unary<D4, Sleef_expd4_u10avx2>,
     Unary<D4, Sleef_logd4_u10avx2>,

@@ -101,6 +101,7 @@ extern const Table kAvx512 = {
     Binary<F16, Atan2Repaired<F16, Sleef_atan2f16_u10avx512f>>,
     Binary<F16, PowRepaired<F16, Sleef_powf16_u10avx512f>>,
     WithConstant<F16, PowRepaired<F16, Sleef_powf16_u10avx512f>>,
+    AmplitudeDb<Unary<F16, Sleef_log10f16_u10avx512f>>,
 
     Unary<D8, Sleef_expd8_u10avx512f>,
     Unary<D8, Sleef_logd8_u10avx512f>,

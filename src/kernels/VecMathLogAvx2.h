@@ -1,32 +1,35 @@
-// Single-precision natural and decimal logarithms for AVX2+FMA, included only by
-// VecMathAvx2.cpp (whose whole unit is compiled for AVX2 and FMA). Like VecMathLoops.h it pulls
-// in no standard-library header and defines everything with internal linkage.
+// Single-precision natural and decimal logarithms for AVX2+FMA, and the amplitude-in-dB pass of
+// the spectrum built on them. Included only by VecMathAvx2.cpp (whose whole unit is compiled for
+// AVX2 and FMA). Like VecMathLoops.h it pulls in no standard-library header and defines
+// everything with internal linkage.
 //
-// Why not SLEEF here: SLEEF's 1-ulp logf/log10f stay in single precision and need two-float
-// arithmetic to reach 1 ulp. The log10 of a whole power spectrum is the analyser's hot loop, so
-// these two get a shorter path: the work is done in double precision, where a short polynomial
-// is far more accurate than single precision needs, and the result is rounded to float once.
+// Why not SLEEF here: the log10 of a whole magnitude trace is the analyser's hot loop, and
+// SLEEF's 1-ulp logf/log10f spend most of their time in two-float arithmetic over the whole
+// polynomial. Here only the few terms that need it carry a second float:
 //
-//   x = 2^e * m with m in [sqrt(1/2), sqrt(2)), split with integer operations on the float bits
-//       (subnormals are first scaled by 2^23, exactly); f = m - 1 is exact in single precision;
-//   s = f / (f + 2) = (m - 1) / (m + 1), |s| <= 0.1716, in double (f + 2 is exact there, the
-//       quotient rounds once);
-//   ln m = 2 atanh s = 2s + s^3 R(s^2), R a degree-3 polynomial fitted for the smallest relative
-//       error of ln m over the interval (4.8e-12, i.e. 2^-37.6; the Taylor series of the same
-//       degree gives 2e-9);
-//   result = e * log_b(2) + ln(m) / ln(b) for b = e or 10, the last step one FMA, then rounded
-//       to float.
+//   x = 2^e * z, z in [0.7083, 1.4167) split with integer operations on the float bits (positive
+//       subnormals are first scaled by 2^23, exactly); the top three bits of the offset mantissa
+//       pick one of eight subintervals, and with it a float invc near 1/c for the subinterval's
+//       midpoint c (invc = 1 exactly on the subinterval around 1);
+//   p = z * invc rounded, pe = fma(z, invc, -p) its exact error, r = p - 1 exact (Sterbenz):
+//       z * invc - 1 = r + pe exactly, |r| <= 0.0567;
+//   log_b x = e log_b 2 + T + log_b(1 + r + pe), T = -log_b(invc) from the table,
+//           = A + L r + [L r^2 q(r) + L pe (1 - r) + the low parts], L = log_b(e):
+//       A = e * L2hi + Thi is exact (L2hi and Thi are multiples of 2^-17 and |e| <= 150);
+//       L r is a float pair (rounded product plus its FMA error);
+//       q is a degree-4 polynomial (relative error below 2^-24 over |r| <= 0.0567);
+//   A + L r is summed exactly (|A| >= |L r| whenever A != 0, so Fast2Sum applies), and the
+//   result is hi + (err + small), rounded once.
 //
-// |ln m| <= ln(2)/2, so for e != 0 the two terms never cancel and the relative error of the
-// double result stays below about 2^-37 everywhere. Rounding that to float adds at most half an
-// ulp, so the result is within 0.5 + 2^-13 ulp (faithful, almost always correctly rounded). Exact
-// cases stay exact: ln 1 = log10 1 = +0 (s = 0, e = 0), and log10(10^k) for k = 0..10 lies within
-// 2^-37 relative of the integer k, which float rounding returns exactly.
+// The terms never cancel: off the central subinterval z and c lie on the same side of 1, and for
+// e != 0 |e log_b 2| >= 2 |log_b z|. Measured over every positive float (make_log_tables.py
+// made the constants; the test suite checks a sample of all floats): at most 0.56 ulp for log10
+// and 0.57 ulp for ln, about one result in 30,000 not correctly rounded. Exact cases stay exact:
+// log 1 = +0, and log10(10^k) for k = 0..10 gives the integer k.
 //
-// A division rather than a table of 1/c and log c: AVX2 gathers are slow, and a table held in
-// registers needs several permutes, blends and conversions per lookup, more work than the two
-// divisions per eight floats (measured: replacing them by multiplications saves about a tenth).
-// What remains is mostly the float/double conversions (six per eight floats) and the polynomial.
+// A table in registers costs one vpermps per constant; gathers are slower on every AVX2
+// processor, and eight subintervals keep the polynomial at degree 4. Measured on AMD Zen: 1.6
+// cycles per float, against 2.3 for the same reduction done in double precision with a division.
 #pragma once
 
 #include <immintrin.h>
@@ -34,48 +37,62 @@
 namespace Kivo::kernels::vecmath {
 namespace {
 
-// ln m = 2s + s^3 (c0 + c1 z + c2 z^2 + c3 z^3), z = s^2, for z in [0, ((sqrt2-1)/(sqrt2+1))^2]
-// (least-maximum relative error of ln m, made by fit_log_poly.py; the Taylor coefficients would
-// be 2/3, 2/5, 2/7, 2/9).
-inline constexpr double kLnC0 = 0x1.555554fd9a4dcp-1;
-inline constexpr double kLnC1 = 0x1.999a7a8f72cb7p-2;
-inline constexpr double kLnC2 = 0x1.2438d66373d8bp-2;
-inline constexpr double kLnC3 = 0x1.e2f693b862ac1p-3;
+// Bits of the float just below 0.70833: with it the subinterval around 1 runs from 1 - 1/24 to
+// 1 + 1/24 (two thirds of its bit patterns lie below 1, where they are twice as dense).
+inline constexpr int kLogOffset = 0x3f355556;
+inline constexpr float kInvC[8] = {0x1.6p+0f, 0x1.4p+0f, 0x1.2p+0f, 0x1.1p+0f,
+                                   1.0f,      0x1.dp-1f, 0x1.ap-1f, 0x1.8p-1f};
 
 struct NaturalLog {
-    static constexpr double kScale = 1.0;
-    static constexpr double kLog2 = 0.693147180559945309417232121458176568;  // ln 2
-};
-struct DecimalLog {
-    static constexpr double kScale = 0.434294481903251827651128918916605082;  // 1/ln 10
-    static constexpr double kLog2 = 0.301029995663981195213738894724493027;   // log10 2
+    static constexpr bool kUnitScale = true;  // L = 1: L r is r itself
+    static constexpr float kL2Hi = 0x1.62e4p-1f;
+    static constexpr float kL2Lo = 0x1.7f7d1cp-20f;
+    static constexpr float kLHi = 1.0f;
+    static constexpr float kLLo = 0.0f;
+    static constexpr float kC[5] = {-0x1p-1f, 0x1.555528p-2f, -0x1.ffff2ep-3f, 0x1.9b093ap-3f,
+                                    -0x1.571816p-3f};
+    static constexpr float kTHi[8] = {-0x1.4618p-2f, -0x1.c9p-3f,  -0x1.e27p-4f, -0x1.f0ap-5f,
+                                      0.0f,          0x1.9338p-4f, 0x1.a94p-3f,  0x1.2696p-2f};
+    static constexpr float kTLo[8] = {
+        -0x1.78438cp-19f, 0x1.070cacp-20f,  -0x1.db8abcp-22f, -0x1.86008cp-20f, 0.0f,
+        -0x1.0d1536p-19f, -0x1.2c3752p-19f, 0x1.089a6ep-21f};
 };
 
-// e * log_b(2) + log_b(1 + f) for four doubles, 1 + f in [sqrt(1/2), sqrt(2)) (f and e exact).
-template <class B>
-__attribute__((target("avx2,fma"), always_inline)) inline __m256d LogCoreD4(__m256d f, __m256d e) {
-    // 2 + f = m + 1 is exact in double; the quotient rounds once.
-    const __m256d s = _mm256_div_pd(f, _mm256_add_pd(f, _mm256_set1_pd(2.0)));
-    const __m256d z = _mm256_mul_pd(s, s);
-    __m256d p =
-        _mm256_fmadd_pd(_mm256_set1_pd(kLnC3 * B::kScale), z, _mm256_set1_pd(kLnC2 * B::kScale));
-    p = _mm256_fmadd_pd(p, z, _mm256_set1_pd(kLnC1 * B::kScale));
-    p = _mm256_fmadd_pd(p, z, _mm256_set1_pd(kLnC0 * B::kScale));
-    // log_b m = s * (2/ln b + z p(z)): |z p| < 0.02 * 2/ln b, so the sum loses nothing, and the
-    // final FMA rounds s * y + e log_b 2 once.
-    const __m256d y = _mm256_fmadd_pd(z, p, _mm256_set1_pd(2.0 * B::kScale));
-    return _mm256_fmadd_pd(s, y, _mm256_mul_pd(e, _mm256_set1_pd(B::kLog2)));
+struct DecimalLog {
+    static constexpr bool kUnitScale = false;
+    static constexpr float kL2Hi = 0x1.3442p-2f;
+    static constexpr float kL2Lo = -0x1.95ec1p-19f;
+    static constexpr float kLHi = 0x1.bcb7b2p-2f;
+    static constexpr float kLLo = -0x1.5b235ep-27f;
+    static constexpr float kC[5] = {-0x1.bcb7b2p-3f, 0x1.287a4ep-3f, -0x1.bcb6fap-4f,
+                                    0x1.650578p-4f, -0x1.2a01fap-4f};
+    static constexpr float kTHi[8] = {-0x1.1b4p-3f, -0x1.8cfp-4f, -0x1.a31p-5f, -0x1.af6p-6f,
+                                      0.0f,         0x1.5e4p-5f,  0x1.716p-4f,  0x1.ffcp-4f};
+    static constexpr float kTLo[8] = {
+        0x1.8e136cp-19f,  -0x1.838864p-20f, 0x1.58a7d8p-19f, 0x1.b53fc6p-24f, 0.0f,
+        -0x1.a65206p-19f, -0x1.798e4cp-19f, -0x1.ea21c4p-23f};
+};
+
+// Lanes that are not positive normal floats (zero, subnormal, negative, infinite, NaN): x + 2^23
+// as an integer lies in [2^24, 2^31) exactly for the positive normal floats; everything else
+// lands below 2^24 or wraps to a negative integer.
+__attribute__((target("avx2,fma"), always_inline)) inline __m256i NotNormalF8(__m256i ix) {
+    return _mm256_cmpgt_epi32(_mm256_set1_epi32(0x01000000),
+                              _mm256_add_epi32(ix, _mm256_set1_epi32(0x00800000)));
 }
 
-// Eight floats. Lanes that are not positive normal floats (zero, subnormal, negative, infinite,
-// NaN) are rare, so they are detected with one test per register and handled off the main path.
-template <class B>
+// Eight floats. Lanes that are not positive normal floats are rare, so they are detected with one
+// test per register and handled off the main path; a caller that has already checked a whole run
+// of arguments passes kCheck = false.
+template <class B, bool kCheck = true>
 __attribute__((target("avx2,fma"), always_inline)) inline __m256 LogF8(__m256 x) {
     __m256i ix = _mm256_castps_si256(x);
     const __m256i minNormal = _mm256_set1_epi32(0x00800000);
-    const __m256i notNormal = _mm256_or_si256(
-        _mm256_cmpgt_epi32(minNormal, ix), _mm256_cmpgt_epi32(ix, _mm256_set1_epi32(0x7f7fffff)));
-    const bool rare = !_mm256_testz_si256(notNormal, notNormal);
+    bool rare = false;
+    if constexpr (kCheck) {
+        const __m256i notNormal = NotNormalF8(ix);
+        rare = !_mm256_testz_si256(notNormal, notNormal);
+    }
     __m256i bias = _mm256_setzero_si256();
     if (rare) {
         // Positive subnormals times 2^23 are normal and exact; their exponent is corrected below.
@@ -85,32 +102,120 @@ __attribute__((target("avx2,fma"), always_inline)) inline __m256 LogF8(__m256 x)
         ix = _mm256_blendv_epi8(ix, scaled, sub);
         bias = _mm256_and_si256(sub, _mm256_set1_epi32(23));
     }
-    // Offsetting by the bits of sqrt(1/2) moves the exponent boundary to the mantissa sqrt(2):
-    // mantissas at or above it get the next exponent and are halved.
-    const __m256i offset = _mm256_set1_epi32(0x3f3504f3);
-    const __m256i t = _mm256_sub_epi32(ix, offset);
-    const __m256i e = _mm256_sub_epi32(_mm256_srai_epi32(t, 23), bias);
-    const __m256 m = _mm256_castsi256_ps(
-        _mm256_add_epi32(_mm256_and_si256(t, _mm256_set1_epi32(0x007fffff)), offset));
-    // m - 1 is exact in single precision (m is within a factor 2 of 1).
-    const __m256 f = _mm256_sub_ps(m, _mm256_set1_ps(1.0f));
+    const __m256i t = _mm256_sub_epi32(ix, _mm256_set1_epi32(kLogOffset));
+    // vpermps reads only the low three bits of each index.
+    const __m256i idx = _mm256_srli_epi32(t, 20);
+    __m256 ef = _mm256_cvtepi32_ps(_mm256_srai_epi32(t, 23));
+    if (rare) ef = _mm256_sub_ps(ef, _mm256_cvtepi32_ps(bias));
+    const __m256 z = _mm256_castsi256_ps(_mm256_sub_epi32(
+        ix, _mm256_and_si256(t, _mm256_set1_epi32(static_cast<int>(0xff800000u)))));
+    const __m256 invc = _mm256_permutevar8x32_ps(_mm256_loadu_ps(kInvC), idx);
+    const __m256 tHi = _mm256_permutevar8x32_ps(_mm256_loadu_ps(B::kTHi), idx);
+    const __m256 tLo = _mm256_permutevar8x32_ps(_mm256_loadu_ps(B::kTLo), idx);
 
-    const __m256d lo = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_castps256_ps128(f)),
-                                    _mm256_cvtepi32_pd(_mm256_castsi256_si128(e)));
-    const __m256d hi = LogCoreD4<B>(_mm256_cvtps_pd(_mm256_extractf128_ps(f, 1)),
-                                    _mm256_cvtepi32_pd(_mm256_extracti128_si256(e, 1)));
-    __m256 r = _mm256_set_m128(_mm256_cvtpd_ps(hi), _mm256_cvtpd_ps(lo));
+    // Exact: invc has at most five significant bits, so z * invc - 1 fits in 24.
+    const __m256 r = _mm256_fmsub_ps(z, invc, _mm256_set1_ps(1.0f));
+    const __m256 a = _mm256_fmadd_ps(ef, _mm256_set1_ps(B::kL2Hi), tHi);
+    __m256 q = _mm256_fmadd_ps(_mm256_set1_ps(B::kC[4]), r, _mm256_set1_ps(B::kC[3]));
+    q = _mm256_fmadd_ps(q, r, _mm256_set1_ps(B::kC[2]));
+    q = _mm256_fmadd_ps(q, r, _mm256_set1_ps(B::kC[1]));
+    q = _mm256_fmadd_ps(q, r, _mm256_set1_ps(B::kC[0]));
+    // r (r q + Llo): the polynomial's part and the low part of L r in one product.
+    const __m256 w = _mm256_mul_ps(r, _mm256_fmadd_ps(r, q, _mm256_set1_ps(B::kLLo)));
+    __m256 small = _mm256_fmadd_ps(ef, _mm256_set1_ps(B::kL2Lo), tLo);
+    __m256 lr;
+    if constexpr (B::kUnitScale) {
+        lr = r;
+    } else {
+        lr = _mm256_mul_ps(r, _mm256_set1_ps(B::kLHi));
+        small = _mm256_add_ps(small, _mm256_fmsub_ps(r, _mm256_set1_ps(B::kLHi), lr));
+    }
+    small = _mm256_add_ps(small, w);
+    const __m256 hi = _mm256_add_ps(a, lr);
+    const __m256 err = _mm256_sub_ps(lr, _mm256_sub_ps(hi, a));
+    __m256 res = _mm256_add_ps(hi, _mm256_add_ps(err, small));
 
     if (rare) {
         const __m256 zero = _mm256_setzero_ps();
         const __m256 inf = _mm256_set1_ps(__builtin_huge_valf());
-        r = _mm256_blendv_ps(r, _mm256_sub_ps(zero, inf), _mm256_cmp_ps(x, zero, _CMP_EQ_OQ));
-        r = _mm256_blendv_ps(r, _mm256_set1_ps(__builtin_nanf("")),
-                             _mm256_cmp_ps(x, zero, _CMP_LT_OQ));
-        r = _mm256_blendv_ps(r, inf, _mm256_cmp_ps(x, inf, _CMP_EQ_OQ));
-        r = _mm256_blendv_ps(r, _mm256_add_ps(x, x), _mm256_cmp_ps(x, x, _CMP_UNORD_Q));
+        res = _mm256_blendv_ps(res, _mm256_sub_ps(zero, inf), _mm256_cmp_ps(x, zero, _CMP_EQ_OQ));
+        res = _mm256_blendv_ps(res, _mm256_set1_ps(__builtin_nanf("")),
+                               _mm256_cmp_ps(x, zero, _CMP_LT_OQ));
+        res = _mm256_blendv_ps(res, inf, _mm256_cmp_ps(x, inf, _CMP_EQ_OQ));
+        res = _mm256_blendv_ps(res, _mm256_add_ps(x, x), _mm256_cmp_ps(x, x, _CMP_UNORD_Q));
     }
-    return r;
+    return res;
+}
+
+// Magnitude and magnitude + floor of eight complex values (sixteen interleaved floats), each
+// rounded exactly as the separate passes round it: re*re and im*im rounded, their sum rounded,
+// the correctly rounded square root, one rounded addition. Returns the lanes whose sum is not a
+// positive normal float, for the logarithm that follows.
+__attribute__((target("avx2,fma"), always_inline)) inline __m256i MagnitudeF8(const float* c,
+                                                                              float* mag,
+                                                                              float* lin,
+                                                                              __m256 floor) {
+    const __m256 v0 = _mm256_loadu_ps(c);
+    const __m256 v1 = _mm256_loadu_ps(c + 8);
+    const __m256 s0 = _mm256_mul_ps(v0, v0);
+    const __m256 s1 = _mm256_mul_ps(v1, v1);
+    // Lanes come out as values 0 1 4 5 | 2 3 6 7; the 64-bit permute puts them in order.
+    const __m256 re2 = _mm256_shuffle_ps(s0, s1, 0x88);
+    const __m256 im2 = _mm256_shuffle_ps(s0, s1, 0xdd);
+    const __m256 sum =
+        _mm256_castpd_ps(_mm256_permute4x64_pd(_mm256_castps_pd(_mm256_add_ps(re2, im2)), 0xd8));
+    const __m256 m = _mm256_sqrt_ps(sum);
+    _mm256_storeu_ps(mag, m);
+    const __m256 l = _mm256_add_ps(m, floor);
+    _mm256_storeu_ps(lin, l);
+    return NotNormalF8(_mm256_castps_si256(l));
+}
+
+// 20 log10 of eight floats: the logarithm, then one rounded product.
+template <bool kCheck>
+__attribute__((target("avx2,fma"), always_inline)) inline void DbF8(const float* lin, float* db) {
+    _mm256_storeu_ps(
+        db, _mm256_mul_ps(LogF8<DecimalLog, kCheck>(_mm256_loadu_ps(lin)), _mm256_set1_ps(20.0f)));
+}
+
+// Two passes over each run of 256 values rather than one loop doing everything: behind the
+// square root, the logarithm's long dependency chain leaves too few independent iterations in
+// flight for the out-of-order core when both share one loop body (measured for 4096 values:
+// 5.0 us in one loop, 3.4 us in runs). The second pass reads `lin` back from the first-level
+// cache, and the first pass tells whether any of the run's logarithms needs the special-value
+// path, so that the second runs without the per-register test when none does (the usual case).
+void AmplitudeDbAvx2(const float* c, float* mag, float* lin, float* db, float floor, int len) {
+    constexpr int kRun = 256;
+    const __m256 vfloor = _mm256_set1_ps(floor);
+    const int whole = len > 0 ? len - len % 8 : 0;
+    for (int start = 0; start < whole; start += kRun) {
+        const int end = whole - start < kRun ? whole : start + kRun;
+        __m256i special = _mm256_setzero_si256();
+        for (int i = start; i < end; i += 8)
+            special = _mm256_or_si256(special, MagnitudeF8(c + 2 * i, mag + i, lin + i, vfloor));
+        if (_mm256_testz_si256(special, special)) {
+            for (int i = start; i < end; i += 8)
+                DbF8<false>(lin + i, db + i);
+        } else {
+            for (int i = start; i < end; i += 8)
+                DbF8<true>(lin + i, db + i);
+        }
+    }
+    const int rest = len - whole;
+    if (rest > 0) {
+        // The tail through the same code, in stack blocks padded with zeros.
+        alignas(32) float in[16];
+        alignas(32) float out[3][8];
+        for (int k = 0; k < 16; ++k)
+            in[k] = k < 2 * rest ? c[2 * whole + k] : 0.0f;
+        MagnitudeF8(in, out[0], out[1], vfloor);
+        DbF8<true>(out[1], out[2]);
+        for (int k = 0; k < rest; ++k) {
+            mag[whole + k] = out[0][k];
+            lin[whole + k] = out[1][k];
+            db[whole + k] = out[2][k];
+        }
+    }
 }
 
 }  // namespace

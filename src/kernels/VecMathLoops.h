@@ -74,6 +74,22 @@ void WithConstant(const typename Tr::T* a, typename Tr::T p, typename Tr::T* dst
     }
 }
 
+// Magnitude of `len` interleaved complex values, that plus `floor`, and 20 log10 of the sum, with
+// the level's own log10 loop: three passes over the block, each element rounded exactly as by
+// the separate operations (products, sum, square root, addition, logarithm, product).
+template <void (*Log10)(const float*, float*, int)>
+void AmplitudeDb(const float* c, float* mag, float* lin, float* db, float floor, int len) {
+    for (int i = 0; i < len; ++i) {
+        const float re = c[2 * i];
+        const float im = c[2 * i + 1];
+        mag[i] = __builtin_sqrtf(re * re + im * im);
+        lin[i] = mag[i] + floor;
+    }
+    Log10(lin, db, len);
+    for (int i = 0; i < len; ++i)
+        db[i] *= 20.0f;
+}
+
 template <class T>
 constexpr T Tiny() {
     if constexpr (sizeof(T) == sizeof(float)) {

@@ -126,6 +126,7 @@ extern const Table kScalar = {
     Binary<F1, Atan2Repaired<F1, Satan2f_u10>>,
     Binary<F1, PowRepaired<F1, Spowf_u10>>,
     WithConstant<F1, PowRepaired<F1, Spowf_u10>>,
+    AmplitudeDb<Unary<F1, Slog10f_u10>>,
 
     Unary<D1, Sexp_u10>,
     Unary<D1, Slog_u10>,

@@ -97,6 +97,7 @@ extern const Table kSse4 = {
     Binary<F4, Atan2Repaired<F4, Sleef_atan2f4_u10sse4>>,
     Binary<F4, PowRepaired<F4, Sleef_powf4_u10sse4>>,
     WithConstant<F4, PowRepaired<F4, Sleef_powf4_u10sse4>>,
+    AmplitudeDb<Unary<F4, Sleef_log10f4_u10sse4>>,
 
     Unary<D2, Sleef_expd2_u10sse4>,
     Unary<D2, Sleef_logd2_u10sse4>,

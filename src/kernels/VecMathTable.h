@@ -23,6 +23,8 @@ struct Table {
     void (*atan2F)(const float* y, const float* x, float*, int);
     void (*powF)(const float* x, const float* p, float*, int);
     void (*powxF)(const float* x, float p, float*, int);
+    /// mag = |c|, lin = mag + floor, db = 20 log10(lin) for `len` interleaved complex values.
+    void (*amplitudeDbF)(const float* c, float* mag, float* lin, float* db, float floor, int len);
 
     void (*expD)(const double*, double*, int);
     void (*lnD)(const double*, double*, int);

@@ -87,6 +87,7 @@ extern const Table {table} = {{
     Binary<{F}, Atan2Repaired<{F}, Sleef_atan2f{wf}_{suffix}>>,
     Binary<{F}, PowRepaired<{F}, Sleef_powf{wf}_{suffix}>>,
     WithConstant<{F}, PowRepaired<{F}, Sleef_powf{wf}_{suffix}>>,
+    {ampDbF},
 
     Unary<{D}, Sleef_expd{wd}_{suffix}>,
     Unary<{D}, Sleef_logd{wd}_{suffix}>,
@@ -118,7 +119,8 @@ def protos(vf, vd, wf, wd, suffix):
 # Single-precision ln and log10 default to SLEEF; a level with its own kernels names the header
 # that defines them and the two functions.
 def sleef_logs(wf, suffix):
-    return dict(extra='', lnF=f'Sleef_logf{wf}_{suffix}', log10F=f'Sleef_log10f{wf}_{suffix}')
+    return dict(extra='', lnF=f'Sleef_logf{wf}_{suffix}', log10F=f'Sleef_log10f{wf}_{suffix}',
+                ampDbF=f'AmplitudeDb<Unary<F{wf}, Sleef_log10f{wf}_{suffix}>>')
 
 def vec_unit(fn, isa_long, pragma, suffix, p, vf, vd, wf, wd, table, tname, cmp, logs=None):
     F, D = f'F{wf}', f'D{wd}'
@@ -129,7 +131,7 @@ def vec_unit(fn, isa_long, pragma, suffix, p, vf, vd, wf, wd, table, tname, cmp,
         lt, gt, eq = cmp(p, s)
         text += TRAITS_VEC.format(name=name, t=t, v=v, m=v, w=w, p=p, s=s, lt=lt, gt=gt, eq=eq)
     text += TAIL.format(table=table, tname=tname, F=F, D=D, wf=wf, wd=wd, suffix=suffix,
-                        lnF=logs['lnF'], log10F=logs['log10F'])
+                        lnF=logs['lnF'], log10F=logs['log10F'], ampDbF=logs['ampDbF'])
     open(fn, 'w').write(text)
 
 vec_unit('VecMathSse4.cpp', 'SSE4.1', 'sse4.1', 'u10sse4', '_mm', '__m128', '__m128d', 4, 2,
@@ -139,10 +141,11 @@ vec_unit('VecMathAvx2.cpp', 'AVX2 and FMA', 'avx2,fma', 'u10avx2', '_mm256', '__
          8, 4, 'kAvx2', 'avx2',
          lambda p, s: (f'{p}_cmp_{s}(a, b, _CMP_LT_OQ)', f'{p}_cmp_{s}(a, b, _CMP_GT_OQ)',
                        f'{p}_cmp_{s}(a, b, _CMP_EQ_OQ)'),
-         # Single-precision ln and log10 computed in double precision (VecMathLogAvx2.h): the
-         # log10 of a power spectrum is the analyser's hot loop.
+         # Single-precision ln and log10 with the compensated table kernel of VecMathLogAvx2.h,
+         # and the one-pass amplitude in dB built on it: the log10 of a magnitude trace is the
+         # analyser's hot loop.
          logs=dict(extra='\n#include "kernels/VecMathLogAvx2.h"', lnF='LogF8<NaturalLog>',
-                   log10F='LogF8<DecimalLog>'))
+                   log10F='LogF8<DecimalLog>', ampDbF='AmplitudeDbAvx2'))
 
 text = HEAD.format(isa_long='AVX-512F', suffix='u10avx512f', wf=16, wd=8, pragma='avx512f',
                    protos=protos('__m512', '__m512d', 16, 8, 'u10avx512f'), extra='')
