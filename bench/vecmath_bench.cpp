@@ -1,6 +1,6 @@
 // Element-wise math on 1M floats (logarithms also on one 4096-point block): MathUtils (1-ulp
 // kernels behind the run-time ISA choice: SLEEF, except single-precision ln and log10 on AVX2,
-// which have their own double-precision kernel) against SLEEF's widest 1-ulp function for this
+// which have their own table kernel) against SLEEF's widest 1-ulp function for this
 // processor called directly in a loop, and against a plain loop over the C library's scalar
 // function.
 #include <benchmark/benchmark.h>

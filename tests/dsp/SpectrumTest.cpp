@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <complex>
+#include <cstring>
 #include <random>
 #include <vector>
 
@@ -35,6 +36,32 @@ VecCplx32 Noise(int n, unsigned seed) {
     for (int i = 0; i < n; ++i)
         v[i] = Cplx32{g(rng), g(rng)};
     return v;
+}
+
+// Read access to Spectrum's work vectors, which the class keeps private: naming a private member
+// in an explicit instantiation is allowed, and the friend function hands out the pointer.
+template <class Tag, typename Tag::Type Member>
+struct MemberOf {
+    friend typename Tag::Type Get(Tag) { return Member; }
+};
+struct MagnitudeTag {
+    using Type = VecReal32 Spectrum::*;
+    friend Type Get(MagnitudeTag);
+};
+struct ShiftedTag {
+    using Type = VecReal32 Spectrum::*;
+    friend Type Get(ShiftedTag);
+};
+struct SpectrumCplxTag {
+    using Type = VecCplx32 Spectrum::*;
+    friend Type Get(SpectrumCplxTag);
+};
+template struct MemberOf<MagnitudeTag, &Spectrum::magnitude>;
+template struct MemberOf<ShiftedTag, &Spectrum::shifted>;
+template struct MemberOf<SpectrumCplxTag, &Spectrum::spectrumCplx>;
+
+bool SameBits(float a, float b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
 int PeakIndex(const VecReal32& t) {
@@ -159,6 +186,52 @@ TEST(Spectrum, WholeTraceAgainstASlowReference) {
             if (ref[i] > 1e-3L * peak) {
                 ASSERT_NEAR(db[i], 20.0 * std::log10(static_cast<double>(ref[i])), 2e-3)
                     << "window " << w << " bin " << i;
+            }
+        }
+    }
+}
+
+// The dB trace is computed in one pass per half of the transform; it must equal, bit for bit, the
+// public operations applied one after the other (magnitude, shift, + 1e-40, Log10, * 20), and
+// leave the work vectors as those steps leave them. Odd and even lengths, real and complex blocks,
+// an all-zero block.
+TEST(Spectrum, DbTraceAndWorkVectorsEqualTheStepByStepComputation) {
+    for (int n : {1, 2, 3, 8, 9, 255, 256, 1000, 4096, 4097}) {
+        for (bool real : {false, true}) {
+            VecCplx32 x = Noise(n, 7 + n);
+            VecReal32 xr(n);
+            for (int i = 0; i < n; ++i)
+                xr[i] = x[i].re;
+            if (n == 256) {
+                // All zeros: every bin is the floor, through the special-value path of log10.
+                x.SetZero();
+                xr.SetZero();
+            }
+            Spectrum s(n, WT_BLACKMAN_HARRIS, 0.0f);
+            VecReal32 trace;
+            if (real)
+                s.Apply(trace, xr);
+            else
+                s.Apply(trace, x);
+            const VecCplx32& spec = s.*Get(SpectrumCplxTag{});
+            VecReal32 mag, shifted, db;
+            if (real)
+                DSPUtils::Mag(mag, spec);
+            else
+                MathUtils::Abs(mag, spec);
+            DSPUtils::FFTShift(shifted, mag);
+            shifted.Add(1e-40f);
+            MathUtils::Log10(db, shifted);
+            db.Mul(20.0f);
+            ASSERT_EQ(trace.GetSize(), n);
+            const VecReal32& memberMag = s.*Get(MagnitudeTag{});
+            const VecReal32& memberShifted = s.*Get(ShiftedTag{});
+            ASSERT_EQ(memberShifted.GetSize(), n);
+            for (int i = 0; i < n; ++i) {
+                ASSERT_TRUE(SameBits(trace[i], db[i]))
+                    << n << (real ? " real" : " cplx") << " " << i;
+                ASSERT_TRUE(SameBits(memberMag[i], mag[i])) << n << " " << i;
+                ASSERT_TRUE(SameBits(memberShifted[i], shifted[i])) << n << " " << i;
             }
         }
     }

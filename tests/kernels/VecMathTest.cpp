@@ -28,6 +28,12 @@ constexpr int kCount = 1000000;
 
 constexpr double kInf = std::numeric_limits<double>::infinity();
 
+// Bit-identical, with every NaN equal to every NaN.
+bool SameFloat(float a, float b) {
+    if (std::isnan(a) || std::isnan(b)) return std::isnan(a) && std::isnan(b);
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
 // Error of `got` in units in the last place of T at the exact value `ref`. The ulp of a value in
 // [2^e, 2^(e+1)) is 2^(e-p+1), and 2^(emin-p+1) in the subnormal range. A NaN must meet a NaN;
 // an infinity, or an exact zero, must come back with the right sign.
@@ -679,6 +685,67 @@ TEST(VecMath, TailsAndInPlaceSingle) {
 }
 TEST(VecMath, TailsAndInPlaceDouble) {
     CheckTails<double>();
+}
+
+// The one-pass amplitude step against the separate operations it replaces (each written out
+// here in plain scalar code: products, sum and square root rounded as float, one float addition,
+// the level's own log10 loop, one float product), bit for bit on every level. The lengths cover
+// the tail of every vector width and several runs of 256; special values (zero, subnormal and
+// overflowing magnitudes, infinities, NaN) sit in some runs only, so both kinds of run are used.
+TEST(VecMath, AmplitudeDbMatchesTheSeparateSteps) {
+    constexpr float kFloor = 1e-40f;
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    std::mt19937 rng(11);
+    std::normal_distribution<float> g(0.0f, 30.0f);
+    std::vector<int> lengths;
+    for (int n = 0; n <= 40; ++n)
+        lengths.push_back(n);
+    for (int n : {255, 256, 257, 511, 600, 1000, 4096, 4099})
+        lengths.push_back(n);
+    for (MathIsa isa : SupportedIsas()) {
+        ScopedMathIsa force(isa);
+        SCOPED_TRACE(MathIsaName(isa));
+        for (int n : lengths) {
+            for (bool special : {false, true}) {
+                std::vector<float> c(2 * static_cast<size_t>(n));
+                for (float& v : c)
+                    v = g(rng);
+                if (special && n > 0) {
+                    const float odd[] = {0.0f, -0.0f, 1e-30f, 3e-39f, 1e-45f, 3e38f, -inf, nan};
+                    for (int k = 0; k < 8; ++k)
+                        c[static_cast<size_t>((k * 37 + 5) % (2 * n))] = odd[k];
+                    // A zero bin, a bin just under the smallest normal magnitude.
+                    c[0] = c[1] = 0.0f;
+                    if (n > 300) c[2 * 300] = 1e-20f, c[2 * 300 + 1] = 0.0f;
+                }
+                std::vector<float> mag(n + 1, -7.0f), lin(n + 1, -7.0f), db(n + 1, -7.0f);
+                VecAmplitudeDb(c.data(), mag.data(), lin.data(), db.data(), kFloor, n);
+                std::vector<float> rMag(n), rLin(n), rDb(n);
+                for (int i = 0; i < n; ++i) {
+                    const float re = c[2 * i];
+                    const float im = c[2 * i + 1];
+                    const float re2 = re * re;
+                    const float im2 = im * im;
+                    const float sum = re2 + im2;
+                    rMag[i] = std::sqrt(sum);
+                    rLin[i] = rMag[i] + kFloor;
+                }
+                VecLog10(rLin.data(), rDb.data(), n);
+                for (float& v : rDb)
+                    v *= 20.0f;
+                for (int i = 0; i < n; ++i) {
+                    ASSERT_TRUE(SameFloat(mag[i], rMag[i])) << "n=" << n << " i=" << i;
+                    ASSERT_TRUE(SameFloat(lin[i], rLin[i])) << "n=" << n << " i=" << i;
+                    ASSERT_TRUE(SameFloat(db[i], rDb[i]))
+                        << "n=" << n << " i=" << i << " lin " << rLin[i];
+                }
+                EXPECT_EQ(mag[n], -7.0f);
+                EXPECT_EQ(lin[n], -7.0f);
+                EXPECT_EQ(db[n], -7.0f);
+            }
+        }
+    }
 }
 
 }  // namespace
