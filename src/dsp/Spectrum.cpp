@@ -27,10 +27,41 @@ Spectrum::Spectrum(int n, WindowType type, float param)
     window.reset(windowFactory.MakeWindow(type, n, param));
 }
 
-// Sharing, not copying, the window and the transform: a copy computes exactly what the source
-// computes, and the last owner releases them.
-Spectrum::Spectrum(const Spectrum& other) = default;
-Spectrum& Spectrum::operator=(const Spectrum& other) = default;
+// The window is shared: it is never changed after construction, and the last owner releases it.
+// The transform is copied: an FT keeps a cache of plans and a scratch buffer that every call may
+// change, so two copies sharing one could not be used from two threads at once. The copy shares
+// the source's (immutable, thread-safe) FFTW plans, so it computes exactly what the source
+// computes, and copying does no planning.
+Spectrum::Spectrum(const Spectrum& other)
+    : size(other.size),
+      window(other.window),
+      windowParam(other.windowParam),
+      transform(std::make_shared<FT>(*other.transform)),
+      unit(other.unit),
+      windowedCplx(other.windowedCplx),
+      windowedReal(other.windowedReal),
+      spectrumCplx(other.spectrumCplx),
+      magnitude(other.magnitude),
+      shifted(other.shifted),
+      windowFactory(other.windowFactory) {}
+
+Spectrum& Spectrum::operator=(const Spectrum& other) {
+    if (this == &other) return *this;
+    // The new transform is made first: if that allocation fails, *this is unchanged.
+    std::shared_ptr<FT> t = std::make_shared<FT>(*other.transform);
+    windowedCplx = other.windowedCplx;
+    windowedReal = other.windowedReal;
+    spectrumCplx = other.spectrumCplx;
+    magnitude = other.magnitude;
+    shifted = other.shifted;
+    windowFactory = other.windowFactory;
+    size = other.size;
+    window = other.window;
+    windowParam = other.windowParam;
+    transform = std::move(t);
+    unit = other.unit;
+    return *this;
+}
 Spectrum::~Spectrum() = default;
 
 void Spectrum::SetUnit(PowerUnit u) {

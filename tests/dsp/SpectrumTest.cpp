@@ -10,7 +10,9 @@
 #include <cmath>
 #include <complex>
 #include <cstring>
+#include <functional>
 #include <random>
+#include <thread>
 #include <vector>
 
 using namespace Kivo;
@@ -301,6 +303,38 @@ TEST(Spectrum, CopiesComputeTheSameAndOutliveTheSource) {
         ASSERT_EQ(a[i], b[i]);
         ASSERT_EQ(a[i], c[i]);
     }
+}
+
+// Copies made for other threads: each runs its own blocks at the same time as the source, and
+// every thread gets what one object computing alone gets.
+TEST(Spectrum, CopiesRunInParallelThreads) {
+    const int n = 1024;
+    Spectrum source(n, WT_FLAT_TOP, 0.0f);
+    std::vector<VecCplx32> blocks;
+    std::vector<VecReal32> expected(8);
+    for (int b = 0; b < 8; ++b) {
+        blocks.push_back(Noise(n, 100 + b));
+        source.Apply(expected[b], blocks[b]);
+    }
+    std::vector<Spectrum> copies(3, source);
+    std::vector<int> mismatches(copies.size() + 1, 0);
+    auto work = [&](Spectrum& s, int& bad) {
+        VecReal32 t;
+        for (int r = 0; r < 50; ++r)
+            for (int b = 0; b < 8; ++b) {
+                s.Apply(t, blocks[b]);
+                for (int i = 0; i < n; ++i)
+                    bad += t[i] != expected[b][i];
+            }
+    };
+    std::vector<std::thread> threads;
+    for (size_t c = 0; c < copies.size(); ++c)
+        threads.emplace_back(work, std::ref(copies[c]), std::ref(mismatches[c]));
+    work(source, mismatches.back());
+    for (std::thread& t : threads)
+        t.join();
+    for (size_t c = 0; c < mismatches.size(); ++c)
+        EXPECT_EQ(mismatches[c], 0) << "thread " << c;
 }
 
 TEST(Spectrum, BlockOfAnotherLengthIsReportedNotCorrupting) {

@@ -32,8 +32,10 @@ enum PowerUnit : int {
 ///
 /// The window, the transform and the work vectors are kept between calls: after the first call
 /// on blocks of N samples, Apply allocates nothing. A block of another length is reported by
-/// the window (KivoException 8005). Copies share the window and transform of the source (shared
-/// ownership, released with the last copy); a copy computes exactly what the source computes.
+/// the window (KivoException 8005). A copy shares the source's window (shared ownership, released
+/// with the last copy) and has its own transform object over the same FFTW plans: it computes
+/// exactly what the source computes, and the source and its copies may run in different threads
+/// at the same time (one object must not be used by two threads at once).
 class OMBREL_API Spectrum {
   public:
     /// N points; the window made by WindowFactory::MakeWindow(type, N, param), which keeps the
