@@ -32,10 +32,12 @@ std::string NameList(const Named* list, int n) {
     return s;
 }
 
-// Amplitude in dB as the library's Spectrum computes it: the single-precision 1e-40 keeps a
-// zero bin finite.
-float ToDb(double magnitude) {
-    return static_cast<float>(20.0 * std::log10(magnitude + static_cast<double>(1e-40f)));
+// Amplitude in dB with the same three vector steps as the library's Spectrum: + 1e-40f (keeps a
+// zero bin finite), log10, * 20.
+void ToDb(Kivo::VecReal32& v) {
+    v.Add(1e-40f);
+    Kivo::MathUtils::Log10(v);
+    v.Mul(20.0f);
 }
 }  // namespace
 
@@ -90,14 +92,32 @@ OMBREL_TOOL_CLONES void AddPower(const float* __restrict x, double* __restrict s
         sum[k] += static_cast<double>(re * re + im * im);
     }
 }
+
+// The power of several spectra added to the sums, block after block for each bin as one at a
+// time would, but a slice of the sums at a time so that it stays in the first-level cache
+// while every spectrum is added to it.
+void AddPowers(std::vector<Kivo::VecCplx32>& spectra, int count, double* sum, int n) {
+    constexpr int kSlice = 512;
+    for (int k0 = 0; k0 < n; k0 += kSlice) {
+        const int m = std::min(kSlice, n - k0);
+        for (int g = 0; g < count; ++g)
+            AddPower(reinterpret_cast<const float*>(&spectra[g][k0]), sum + k0, m);
+    }
+}
+
+// Blocks per batch: the batch's windowed blocks and spectra stay within the second-level cache.
+int BlocksPerBatch(int n) {
+    constexpr long long kBatchBytes = 1 << 18;
+    return static_cast<int>(std::clamp<long long>(kBatchBytes / (16LL * n), 1, 16));
+}
 }  // namespace
 
 TraceComputer::TraceComputer(const TraceSettings& s)
     : settings_(s),
       window_(),
       transform_(),
-      windowed_(s.size),
-      spectrum_(s.size),
+      windowed_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
+      spectrum_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
       powerSum_(static_cast<size_t>(s.size), 0.0),
       meanPower_(static_cast<size_t>(s.size), 0.0),
       binOffsets_(static_cast<size_t>(s.size)),
@@ -122,8 +142,8 @@ TraceComputer::TraceComputer(const TraceSettings& s, const TraceComputer& sameWi
     : settings_(s),
       window_(sameWindow.window_),
       transform_(),
-      windowed_(s.size),
-      spectrum_(s.size),
+      windowed_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
+      spectrum_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
       powerSum_(static_cast<size_t>(s.size), 0.0),
       meanPower_(static_cast<size_t>(s.size), 0.0),
       binOffsets_(sameWindow.binOffsets_),
@@ -133,23 +153,36 @@ TraceComputer::TraceComputer(const TraceSettings& s, const TraceComputer& sameWi
 
 TraceComputer::~TraceComputer() = default;
 
-void TraceComputer::Accumulate(const Kivo::Cplx32* block) {
-    WindowFloats(reinterpret_cast<const float*>(block), window_->data(),
-                 reinterpret_cast<float*>(&windowed_[0]), 2 * settings_.size);
-    TransformAndAdd();
+void TraceComputer::Accumulate(const Kivo::Cplx32* blocks, long long count) {
+    const int n = settings_.size;
+    const int batch = BatchBlocks();
+    for (long long done = 0; done < count; done += batch) {
+        const int m = static_cast<int>(std::min<long long>(batch, count - done));
+        for (int g = 0; g < m; ++g)
+            WindowFloats(reinterpret_cast<const float*>(blocks + (done + g) * n), window_->data(),
+                         reinterpret_cast<float*>(&windowed_[g][0]), 2 * n);
+        TransformAndAdd(m);
+    }
 }
 
-void TraceComputer::AccumulateCs16(const short* block, float scale) {
-    WindowShorts(block, scale, window_->data(), reinterpret_cast<float*>(&windowed_[0]),
-                 2 * settings_.size);
-    TransformAndAdd();
+void TraceComputer::AccumulateCs16(const short* blocks, long long count, float scale) {
+    const int n = settings_.size;
+    const int batch = BatchBlocks();
+    for (long long done = 0; done < count; done += batch) {
+        const int m = static_cast<int>(std::min<long long>(batch, count - done));
+        for (int g = 0; g < m; ++g)
+            WindowShorts(blocks + 2 * (done + g) * n, scale, window_->data(),
+                         reinterpret_cast<float*>(&windowed_[g][0]), 2 * n);
+        TransformAndAdd(m);
+    }
 }
 
-void TraceComputer::TransformAndAdd() {
-    transform_.Forward(spectrum_, windowed_);
-    AddPower(reinterpret_cast<const float*>(&spectrum_[0]), powerSum_.data(), settings_.size);
-    lastBlockHere_ = blocks_ == 0;
-    ++blocks_;
+void TraceComputer::TransformAndAdd(int count) {
+    for (int g = 0; g < count; ++g)
+        transform_.Forward(spectrum_[g], windowed_[g]);
+    AddPowers(spectrum_, count, powerSum_.data(), settings_.size);
+    lastBlockHere_ = blocks_ == 0 && count == 1;
+    blocks_ += count;
 }
 
 void TraceComputer::TakeSums(PowerSums& out) {
@@ -175,9 +208,10 @@ Trace TraceComputer::Finish() {
     // A single block gives its magnitude itself, computed in float as Spectrum does, not a
     // rounded square root of its square.
     const bool single = blocks_ == 1 && lastBlockHere_;
-    const float* x = reinterpret_cast<const float*>(&spectrum_[0]);
+    const float* x = reinterpret_cast<const float*>(&spectrum_[0][0]);
+    const int half = n / 2;
     for (int i = 0; i < n; ++i) {
-        const int k = (i + n - n / 2) % n;  // centred index i holds transform bin k
+        const int k = i < half ? i + n - half : i - half;  // centred index i holds bin k
         meanPower_[i] = blocks_ ? powerSum_[k] / static_cast<double>(blocks_) : 0.0;
         averaged_[i] = single ? std::sqrt(x[2 * k] * x[2 * k] + x[2 * k + 1] * x[2 * k + 1])
                               : static_cast<float>(std::sqrt(meanPower_[i]));
@@ -189,16 +223,18 @@ Trace TraceComputer::Finish() {
     const double binHz = settings_.rate / n;
     Trace t;
     if (settings_.points <= 0 || settings_.points >= n) {
+        if (!settings_.linear) ToDb(averaged_);
         t.frequencyHz.resize(n);
         t.level.resize(n);
         for (int k = 0; k < n; ++k) {
             t.frequencyHz[k] = settings_.center + binOffsets_[k] * binHz;
-            t.level[k] = settings_.linear ? averaged_[k] : ToDb(averaged_[k]);
+            t.level[k] = averaged_[k];
         }
         return t;
     }
     const int factor = n / settings_.points;
     Kivo::DSPUtils::Detect(detected_, averaged_, factor, settings_.detector);
+    if (!settings_.linear) ToDb(detected_);
     const int m = detected_.GetSize();
     const bool pairs = settings_.detector == Kivo::DETECTOR_MAXMIN;
     t.frequencyHz.resize(m);
@@ -211,7 +247,7 @@ Trace TraceComputer::Finish() {
         t.frequencyHz[j] = settings_.detector == Kivo::DETECTOR_SAMPLE
                                ? first
                                : first + 0.5 * (factor - 1) * binHz;
-        t.level[j] = settings_.linear ? detected_[j] : ToDb(detected_[j]);
+        t.level[j] = detected_[j];
     }
     return t;
 }

@@ -51,10 +51,12 @@ class TraceComputer {
     TraceComputer(const TraceComputer&) = delete;
     TraceComputer& operator=(const TraceComputer&) = delete;
 
-    /// Adds the power |X[k]|^2 of one block of N samples.
-    void Accumulate(const Kivo::Cplx32* block);
-    /// A block of N interleaved int16 I/Q samples, each scaled by `scale` first.
-    void AccumulateCs16(const short* block, float scale);
+    /// Adds the power |X[k]|^2 of each of `count` consecutive blocks of N samples.
+    void Accumulate(const Kivo::Cplx32* blocks, long long count = 1);
+    /// Blocks of N interleaved int16 I/Q samples, each value scaled by `scale` first.
+    void AccumulateCs16(const short* blocks, long long count, float scale);
+    /// Blocks taken through each step together; a caller reading a file reads as many at once.
+    int BatchBlocks() const { return static_cast<int>(windowed_.size()); }
 
     /// Moves the sums since the last Finish into `out` (which must be empty or of N bins) and
     /// starts afresh.
@@ -77,20 +79,22 @@ class TraceComputer {
     const std::vector<int>& BinOffsets() const { return binOffsets_; }
 
   private:
-    void TransformAndAdd();
+    void TransformAndAdd(int count);
 
     TraceSettings settings_;
     std::shared_ptr<const std::vector<float>> window_;  // each coefficient twice (I and Q)
     Kivo::FT transform_;
-    Kivo::VecCplx32 windowed_;
-    Kivo::VecCplx32 spectrum_;
+    // A batch of blocks goes through each step together: its samples come from one read, and its
+    // power is added to the sums in one pass over them.
+    std::vector<Kivo::VecCplx32> windowed_;
+    std::vector<Kivo::VecCplx32> spectrum_;
     Kivo::VecReal32 averaged_;
     Kivo::VecReal32 detected_;
     std::vector<double> powerSum_;
     std::vector<double> meanPower_;
     std::vector<int> binOffsets_;
     long long blocks_;
-    bool lastBlockHere_;  // spectrum_ holds the only block of the sums
+    bool lastBlockHere_;  // spectrum_[0] holds the only block of the sums
     double enbw_;
 };
 

@@ -8,8 +8,10 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
+#include <future>
 #include <memory>
 #include <string>
+#include <system_error>
 
 namespace ombrel_tool {
 
@@ -117,7 +119,18 @@ int RunSpectrum(int argc, char** argv) {
                          std::to_string(s.size));
     if (o.Has("plot") && traces != 1) throw UsageError("--plot draws a single trace (--traces 1)");
 
+    // Making the window and reading the plan cache do not depend on each other: they run side
+    // by side (each takes a millisecond or two).
+    std::unique_ptr<TraceComputer> computer;
+    std::future<std::unique_ptr<TraceComputer>> computerReady;
+    try {
+        computerReady =
+            std::async(std::launch::async, [&s] { return std::make_unique<TraceComputer>(s); });
+    } catch (const std::system_error&) {
+        computer = std::make_unique<TraceComputer>(s);  // no thread to spare
+    }
     WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
+    if (!computer) computer = computerReady.get();
     // The CSV file is created before the work starts and receives each trace as soon as it is
     // formatted; it replaces the named file only once everything, the plot included, succeeded.
     std::unique_ptr<AtomicOutput> csv;
@@ -129,6 +142,7 @@ int RunSpectrum(int argc, char** argv) {
 
     TraceJob job;
     job.settings = s;
+    job.computer = computer.get();
     job.capture = &capture;
     job.firstSample = offset;
     job.average = average;

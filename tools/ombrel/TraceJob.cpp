@@ -7,6 +7,7 @@
 #include <exception>
 #include <map>
 #include <mutex>
+#include <stdexcept>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -28,6 +29,7 @@ constexpr long long kMaxPartBins = 1 << 22;
 class Runner {
   public:
     explicit Runner(const TraceJob& job) : job_(job) {
+        if (!job.computer) throw std::invalid_argument("TraceJob without a computer");
         const long long n = job.settings.size;
         perTrace_ = job.average * n;
         if (job.traces >= kMinTasks || job.average == 1) {
@@ -44,7 +46,7 @@ class Runner {
     }
 
     TraceJobResult Run() {
-        TraceComputer mine(job_.settings);
+        TraceComputer& mine = *job_.computer;
         const std::string header = CsvFormatter(job_.settings.linear, job_.traces > 1).Header();
         job_.write(header.data(), header.size());
         const long long threads = std::clamp<long long>(job_.threads, 1, tasks_);
@@ -135,13 +137,15 @@ class Runner {
                    long long b0, long long b1) {
         const int n = job_.settings.size;
         const bool cf32 = job_.capture->Format() == SampleFormat::CF32;
-        for (long long b = b0; b < b1; ++b) {
+        const long long batch = computer.BatchBlocks();
+        for (long long b = b0; b < b1; b += batch) {
+            const long long count = std::min(batch, b1 - b);
             const long long index = job_.firstSample + trace * perTrace_ + b * n;
-            const void* raw = job_.capture->Samples(index, n, staging);
+            const void* raw = job_.capture->Samples(index, count * n, staging);
             if (cf32)
-                computer.Accumulate(static_cast<const Kivo::Cplx32*>(raw));
+                computer.Accumulate(static_cast<const Kivo::Cplx32*>(raw), count);
             else
-                computer.AccumulateCs16(static_cast<const short*>(raw), job_.scale);
+                computer.AccumulateCs16(static_cast<const short*>(raw), count, job_.scale);
         }
     }
 

@@ -13,6 +13,9 @@ namespace ombrel_tool {
 
 struct TraceJob {
     TraceSettings settings;
+    /// Computes on the calling thread; the other threads' computers share its window. Its sums
+    /// must be empty.
+    TraceComputer* computer = nullptr;
     const CaptureFile* capture = nullptr;
     long long firstSample = 0;  ///< first sample of the first trace
     long long average = 1;      ///< blocks per trace
