@@ -3,6 +3,8 @@
 #include "CsvNumber.h"
 #include "Options.h"
 
+#include <signal.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -381,13 +383,22 @@ void PlotTrace(const std::string& pngPath, const Trace& trace, const PlotLabels&
     }
     script += "plot '" + std::string(dataPath) + "' using 1:2 with lines lw 1.2 lc rgb '#1f4e9c'\n";
 
+    // A gnuplot that is missing or exits early closes the pipe: writing to it must fail with
+    // an error, not kill the program with SIGPIPE (which would also leave the partial CSV).
+    struct sigaction ignore {
+    }, previous{};
+    ignore.sa_handler = SIG_IGN;
+    sigemptyset(&ignore.sa_mask);
+    sigaction(SIGPIPE, &ignore, &previous);
     FILE* gp = popen("gnuplot 1>&2", "w");
     if (!gp) {
+        sigaction(SIGPIPE, &previous, nullptr);
         std::remove(dataPath);
         throw InputError("cannot run gnuplot");
     }
     std::fputs(script.c_str(), gp);
     const int status = pclose(gp);
+    sigaction(SIGPIPE, &previous, nullptr);
     std::remove(dataPath);
     if (status != 0 || std::rename(partial.c_str(), pngPath.c_str()) != 0) {
         std::remove(partial.c_str());
