@@ -187,6 +187,11 @@ void TraceComputer::TransformAndAdd(int count) {
     blocks_ += count;
 }
 
+void TraceComputer::PrepareTransform() {
+    windowed_[0].SetZero();
+    transform_.Forward(spectrum_[0], windowed_[0]);
+}
+
 void TraceComputer::TakeSums(PowerSums& out) {
     out.power.resize(powerSum_.size());
     out.power.swap(powerSum_);

@@ -156,16 +156,27 @@ WisdomCache::WisdomCache(const std::string& explicitPath, bool disabled)
     }
 }
 
-void WisdomCache::Save() {
-    if (path_.empty()) return;
+WisdomCache::~WisdomCache() {
+    if (exported_) std::remove(partial_.c_str());
+}
+
+void WisdomCache::Export() {
+    if (path_.empty() || exported_) return;
     MakeParentDirectories(path_);
-    const std::string partial = path_ + ".partial." + std::to_string(getpid());
+    partial_ = path_ + ".partial." + std::to_string(getpid());
     try {
-        Kivo::KivoExportFFTWisdom(partial.c_str());
-        if (std::rename(partial.c_str(), path_.c_str()) != 0) std::remove(partial.c_str());
+        Kivo::KivoExportFFTWisdom(partial_.c_str());
+        exported_ = true;
     } catch (const Kivo::KivoException&) {
-        std::remove(partial.c_str());
+        std::remove(partial_.c_str());
     }
+}
+
+void WisdomCache::Save() {
+    Export();
+    if (!exported_) return;
+    if (std::rename(partial_.c_str(), path_.c_str()) != 0) std::remove(partial_.c_str());
+    exported_ = false;
 }
 
 }  // namespace ombrel_tool

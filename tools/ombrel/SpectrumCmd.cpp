@@ -12,6 +12,7 @@
 #include <memory>
 #include <string>
 #include <system_error>
+#include <thread>
 
 namespace ombrel_tool {
 
@@ -131,6 +132,27 @@ int RunSpectrum(int argc, char** argv) {
     }
     WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
     if (!computer) computer = computerReady.get();
+    // With the one plan the command needs made now, the plan cache is written out while the
+    // traces are computed; it is put in place once the command has succeeded.
+    computer->PrepareTransform();
+    std::thread exporter;
+    try {
+        exporter = std::thread([&wisdom] {
+            try {
+                wisdom.Export();
+            } catch (...) {
+                // The cache never fails the command; Save tries again.
+            }
+        });
+    } catch (const std::system_error&) {
+        // Save exports it at the end.
+    }
+    struct JoinAtExit {
+        std::thread& thread;
+        ~JoinAtExit() {
+            if (thread.joinable()) thread.join();
+        }
+    } joinExporter{exporter};
     // The CSV file is created before the work starts and receives each trace as soon as it is
     // formatted; it replaces the named file only once everything, the plot included, succeeded.
     std::unique_ptr<AtomicOutput> csv;
@@ -164,6 +186,7 @@ int RunSpectrum(int argc, char** argv) {
     }
     if (csv) csv->Commit();
     if (defer) std::fwrite(deferred.data(), 1, deferred.size(), stdout);
+    if (exporter.joinable()) exporter.join();
     wisdom.Save();
     return 0;
 }
