@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 
 namespace ombrel_tool {
 
@@ -188,6 +189,7 @@ void TraceComputer::TransformAndAdd(int count) {
 }
 
 void TraceComputer::PrepareTransform() {
+    if (blocks_ != 0) return;  // planned already, and spectrum_[0] may be the block to keep
     windowed_[0].SetZero();
     transform_.Forward(spectrum_[0], windowed_[0]);
 }
@@ -203,6 +205,8 @@ void TraceComputer::TakeSums(PowerSums& out) {
 
 void TraceComputer::AddSums(const PowerSums& part) {
     if (part.blocks == 0) return;
+    if (part.power.size() != powerSum_.size())
+        throw std::invalid_argument("power sums of another transform length");
     for (size_t k = 0; k < powerSum_.size(); ++k)
         powerSum_[k] += part.power[k];
     blocks_ += part.blocks;

@@ -58,11 +58,11 @@ class TraceComputer {
     /// Blocks taken through each step together; a caller reading a file reads as many at once.
     int BatchBlocks() const { return static_cast<int>(windowed_.size()); }
 
-    /// Makes the transform's plan now rather than at the first block (the sums are unchanged).
+    /// Makes the transform's plan now rather than at the first block; nothing to do once a
+    /// block has been added.
     void PrepareTransform();
 
-    /// Moves the sums since the last Finish into `out` (which must be empty or of N bins) and
-    /// starts afresh.
+    /// Moves the sums since the last Finish into `out` and starts afresh.
     void TakeSums(PowerSums& out);
     /// Adds sums taken from another computer of the same settings.
     void AddSums(const PowerSums& part);
