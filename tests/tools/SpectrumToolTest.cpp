@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 #include <string>
@@ -33,10 +34,10 @@ class ToolTest : public ::testing::Test {
 
     std::string Path(const std::string& name) const { return dir + "/" + name; }
 
-    Result Run(const std::string& args) const {
+    Result Run(const std::string& args, const std::string& environment = "") const {
         const std::string errPath = Path("stderr.txt");
-        const std::string cmd =
-            "cd '" + dir + "' && " + OMBREL_TOOL_PATH + " " + args + " 2>'" + errPath + "'";
+        const std::string cmd = "cd '" + dir + "' && " + environment + " " + OMBREL_TOOL_PATH +
+                                " " + args + " 2>'" + errPath + "'";
         Result r{-1, {}, {}};
         FILE* p = popen(cmd.c_str(), "r");
         if (!p) return r;
@@ -88,6 +89,66 @@ std::string ReadFile(const std::string& path) {
     std::stringstream ss;
     ss << f.rdbuf();
     return ss.str();
+}
+
+// Rows of a several-trace CSV: trace index, frequency, level.
+struct TraceRow {
+    long long trace;
+    double f;
+    double level;
+};
+
+std::vector<TraceRow> ParseTraces(const std::string& text) {
+    std::istringstream in(text);
+    std::string line;
+    std::vector<TraceRow> rows;
+    std::getline(in, line);
+    while (std::getline(in, line)) {
+        TraceRow r{};
+        if (std::sscanf(line.c_str(), "%lld,%lf,%lf", &r.trace, &r.f, &r.level) == 3)
+            rows.push_back(r);
+    }
+    return rows;
+}
+
+// Interleaved I/Q of a capture file as floats: cf32 as stored, cs16 scaled like the tool.
+std::vector<float> ReadCapture(const std::string& path, bool cs16, double fullScale) {
+    const std::string bytes = ReadFile(path);
+    std::vector<float> x;
+    if (!cs16) {
+        x.resize(bytes.size() / sizeof(float));
+        std::memcpy(x.data(), bytes.data(), x.size() * sizeof(float));
+        return x;
+    }
+    std::vector<short> s(bytes.size() / sizeof(short));
+    std::memcpy(s.data(), bytes.data(), s.size() * sizeof(short));
+    const float scale = static_cast<float>(1.0 / fullScale);
+    for (short v : s)
+        x.push_back(static_cast<float>(v) * scale);
+    return x;
+}
+
+// Mean power per bin over `blocks` blocks of n samples from sample `first`, uniform window
+// (1/n each), by direct summation in long double; zero-centred bin order.
+std::vector<double> DirectMeanPower(const std::vector<float>& x, long long first, int n,
+                                    int blocks) {
+    const long double pi = 3.141592653589793238462643383279502884L;
+    std::vector<double> power(static_cast<size_t>(n), 0.0);
+    for (int b = 0; b < blocks; ++b) {
+        const size_t base = static_cast<size_t>(first + static_cast<long long>(b) * n);
+        for (int k = 0; k < n; ++k) {
+            long double re = 0, im = 0;
+            for (int t = 0; t < n; ++t) {
+                const long double a = -2 * pi * static_cast<long double>((k * t) % n) / n;
+                const long double xr = x[2 * (base + t)], xi = x[2 * (base + t) + 1];
+                re += (xr * std::cos(a) - xi * std::sin(a)) / n;
+                im += (xr * std::sin(a) + xi * std::cos(a)) / n;
+            }
+            const int i = (k + n / 2) % n;  // centred index of bin k
+            power[static_cast<size_t>(i)] += static_cast<double>((re * re + im * im) / blocks);
+        }
+    }
+    return power;
 }
 
 size_t Peak(const std::vector<Row>& rows) {
@@ -265,6 +326,8 @@ TEST_F(ToolTest, BadNamesAndNumbersAreUsageErrors) {
         {"--rate 1e6 --size -8", "--size must be positive"},
         {"--rate 1e6 --unit volts", "--unit must be db or linear"},
         {"--rate 1e6 --bogus 1", "unknown option --bogus"},
+        {"--rate 1e6 --threads 0", "--threads must be positive"},
+        {"--rate 1e6 --threads two", "--threads: 'two' is not a whole number"},
         {"", "--rate HZ is required"},
     };
     for (const Case& c : cases) {
@@ -291,4 +354,168 @@ TEST_F(ToolTest, DemoMeasuresItsKnownCapture) {
     const std::string png = ReadFile(Path("demo-trace.png"));
     ASSERT_GT(png.size(), 1000u);
     EXPECT_EQ(png.substr(1, 3), "PNG");
+}
+
+TEST_F(ToolTest, LongAverageMatchesDirectDftWhateverTheThreads) {
+    // 40 blocks of 64 in one trace: the blocks are shared out in parts between the threads.
+    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 2560 --noise -90 --tone 125000:-10 "
+                  "--seed 3")
+                  .status,
+              0);
+    const std::string args = "spectrum n.cf32 --rate 1e6 --size 64 --average 40 --window uniform";
+    const Result one = Run(args + " --unit linear --threads 1");
+    ASSERT_EQ(one.status, 0) << one.err;
+    for (const char* threads : {"2", "3", "16", "40"}) {
+        const Result r = Run(args + " --unit linear --threads " + threads);
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out, one.out) << threads << " threads";
+    }
+    const auto x = ReadCapture(Path("n.cf32"), false, 1.0);
+    const auto power = DirectMeanPower(x, 0, 64, 40);
+    const auto lin = ParseCsv(one.out);
+    ASSERT_EQ(lin.size(), 64u);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_NEAR(lin[i].level, std::sqrt(power[i]), 2e-6 * std::sqrt(power[i]) + 1e-12) << i;
+    const auto db = ParseCsv(Run(args + " --threads 2").out);
+    ASSERT_EQ(db.size(), 64u);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_NEAR(db[i].level, 10.0 * std::log10(power[i]), 2e-4) << i;
+    EXPECT_EQ(Peak(lin), 32u + 8u);  // 125 kHz = 8 bins of 15.625 kHz
+}
+
+TEST_F(ToolTest, TracesAllIsTheSameWhateverTheThreads) {
+    // 24 traces of 5 blocks of 64 (whole traces per thread) and a partial trace left over.
+    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 7700 --noise -90 --tone -200000:-20 "
+                  "--seed 5")
+                  .status,
+              0);
+    const std::string args =
+        "spectrum n.cf32 --rate 1e6 --size 64 --average 5 --traces all --window uniform";
+    const Result one = Run(args + " --threads 1 --out one.csv");
+    ASSERT_EQ(one.status, 0) << one.err;
+    const std::string text = ReadFile(Path("one.csv"));
+    for (const char* threads : {"2", "3", "7"}) {
+        const Result r = Run(args + " --threads " + threads);  // standard output this time
+        ASSERT_EQ(r.status, 0) << r.err;
+        EXPECT_EQ(r.out, text) << threads << " threads";
+    }
+    const auto rows = ParseTraces(text);
+    ASSERT_EQ(rows.size(), 24u * 64u);
+    for (size_t j = 0; j < rows.size(); ++j)
+        ASSERT_EQ(rows[j].trace, static_cast<long long>(j / 64)) << j;
+    // Each trace is the one computed alone from its first sample on.
+    for (int t : {0, 1, 13, 23}) {
+        const Result alone =
+            Run("spectrum n.cf32 --rate 1e6 --size 64 --average 5 --window uniform --offset " +
+                std::to_string(t * 320));
+        ASSERT_EQ(alone.status, 0) << alone.err;
+        const auto a = ParseCsv(alone.out);
+        ASSERT_EQ(a.size(), 64u);
+        for (int i = 0; i < 64; ++i) {
+            EXPECT_EQ(a[i].f, rows[t * 64 + i].f);
+            EXPECT_NEAR(a[i].level, rows[t * 64 + i].level, 2.01e-4) << t << " " << i;
+        }
+    }
+    // And against the direct sum, for the last trace.
+    const auto x = ReadCapture(Path("n.cf32"), false, 1.0);
+    const auto power = DirectMeanPower(x, 23 * 320, 64, 5);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_NEAR(rows[23 * 64 + i].level, 10.0 * std::log10(power[i]), 2e-4) << i;
+}
+
+TEST_F(ToolTest, FewTracesSplitIntoPartsMatchDirectDft) {
+    // 3 traces of 6 blocks: fewer traces than work units, so each trace is split too.
+    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 1152 --noise -30 --seed 9").status, 0);
+    const std::string args =
+        "spectrum n.cf32 --rate 1e6 --size 64 --average 6 --traces 3 --window uniform";
+    const Result one = Run(args + " --threads 1");
+    ASSERT_EQ(one.status, 0) << one.err;
+    EXPECT_EQ(Run(args + " --threads 4").out, one.out);
+    const auto rows = ParseTraces(one.out);
+    ASSERT_EQ(rows.size(), 3u * 64u);
+    const auto x = ReadCapture(Path("n.cf32"), false, 1.0);
+    for (int t = 0; t < 3; ++t) {
+        const auto power = DirectMeanPower(x, t * 384, 64, 6);
+        for (int i = 0; i < 64; ++i)
+            EXPECT_NEAR(rows[t * 64 + i].level, 10.0 * std::log10(power[i]), 2e-4) << t << i;
+    }
+}
+
+TEST_F(ToolTest, ManyShortTracesKeepTheirOrder) {
+    // 4375 traces of one 16-point block: many traces per unit of work.
+    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 70000 --noise -60 --seed 2").status, 0);
+    const std::string args = "spectrum n.cf32 --rate 1e6 --size 16 --traces all --out all.csv";
+    ASSERT_EQ(Run(args + " --threads 1").status, 0);
+    const std::string one = ReadFile(Path("all.csv"));
+    const Result two = Run(args + " --threads 2");
+    ASSERT_EQ(two.status, 0) << two.err;
+    EXPECT_EQ(ReadFile(Path("all.csv")), one);
+    const auto rows = ParseTraces(one);
+    ASSERT_EQ(rows.size(), 4375u * 16u);
+    EXPECT_EQ(rows.back().trace, 4374);
+    // A single block's trace is exactly the one computed alone.
+    for (int t : {0, 1234, 4374}) {
+        const Result alone =
+            Run("spectrum n.cf32 --rate 1e6 --size 16 --offset " + std::to_string(t * 16));
+        const auto a = ParseCsv(alone.out);
+        ASSERT_EQ(a.size(), 16u);
+        for (int i = 0; i < 16; ++i)
+            EXPECT_EQ(a[i].level, rows[t * 16 + i].level) << t << " " << i;
+    }
+}
+
+TEST_F(ToolTest, Cs16AtAnOffsetMatchesDirectDft) {
+    ASSERT_EQ(Run("synth --out t.cs16 --rate 1e6 --samples 1000 --tone 62500:-12 --noise -100 "
+                  "--full-scale 2048 --seed 4")
+                  .status,
+              0);
+    // Sample 37 on: blocks that do not start on a page or a block boundary of the file.
+    const Result r =
+        Run("spectrum t.cs16 --rate 1e6 --size 64 --average 10 --offset 37 --full-scale 2048 "
+            "--window uniform --threads 3");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const auto rows = ParseCsv(r.out);
+    ASSERT_EQ(rows.size(), 64u);
+    const auto x = ReadCapture(Path("t.cs16"), true, 2048.0);
+    const auto power = DirectMeanPower(x, 37, 64, 10);
+    for (int i = 0; i < 64; ++i)
+        EXPECT_NEAR(rows[i].level, 10.0 * std::log10(power[i]), 2e-4) << i;
+    EXPECT_EQ(Peak(rows), 32u + 4u);
+}
+
+TEST_F(ToolTest, ExistingOutputIsReplacedWhole) {
+    ASSERT_EQ(Run("synth --out n.cf32 --rate 1e6 --samples 4096 --noise -60").status, 0);
+    { std::ofstream(Path("trace.csv")) << "an older trace\n"; }
+    const Result r = Run("spectrum n.cf32 --rate 1e6 --size 256 --average 16 --out trace.csv");
+    ASSERT_EQ(r.status, 0) << r.err;
+    const std::string text = ReadFile(Path("trace.csv"));
+    EXPECT_EQ(text.rfind("frequency_hz,level_db\n", 0), 0u);
+    EXPECT_EQ(ParseCsv(text).size(), 256u);
+    EXPECT_FALSE(Exists("trace.csv.partial"));
+    // A directory in the way is an error and stays as it was.
+    ASSERT_EQ(mkdir(Path("adir.csv").c_str(), 0755), 0);
+    const Result d = Run("spectrum n.cf32 --rate 1e6 --size 256 --out adir.csv");
+    EXPECT_EQ(d.status, 1);
+    EXPECT_NE(d.err.find("cannot write 'adir.csv'"), std::string::npos) << d.err;
+    struct stat st {};
+    ASSERT_EQ(stat(Path("adir.csv").c_str(), &st), 0);
+    EXPECT_TRUE(S_ISDIR(st.st_mode));
+    EXPECT_FALSE(Exists("adir.csv.partial"));
+}
+
+TEST_F(ToolTest, FailedPlotWritesNothing) {
+    ASSERT_EQ(Run("synth --out t.cf32 --rate 1e6 --samples 1024 --tone 1000:-10").status, 0);
+    // No gnuplot on this PATH: the plot fails, and neither the CSV nor standard output get the
+    // trace.
+    const Result out =
+        Run("spectrum t.cf32 --rate 1e6 --size 1024 --plot t.png --out t.csv", "PATH=/nonexistent");
+    EXPECT_EQ(out.status, 1);
+    EXPECT_NE(out.err.find("gnuplot"), std::string::npos) << out.err;
+    EXPECT_FALSE(Exists("t.csv"));
+    EXPECT_FALSE(Exists("t.csv.partial"));
+    EXPECT_FALSE(Exists("t.png"));
+    const Result std =
+        Run("spectrum t.cf32 --rate 1e6 --size 1024 --plot t.png", "PATH=/nonexistent");
+    EXPECT_EQ(std.status, 1);
+    EXPECT_TRUE(std.out.empty()) << std.out.substr(0, 200);
 }

@@ -2,6 +2,10 @@
 
 #include "Options.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -27,58 +31,55 @@ int BytesPerSample(SampleFormat f) {
     return f == SampleFormat::CF32 ? 8 : 4;
 }
 
-CaptureReader::CaptureReader(const std::string& path, SampleFormat format, double fullScale)
-    : path_(path),
-      format_(format),
-      scale_(static_cast<float>(1.0 / fullScale)),
-      file_(nullptr),
-      samples_(0) {
-    file_ = std::fopen(path.c_str(), "rb");
-    if (!file_) throw InputError("cannot open '" + path + "': " + std::strerror(errno));
-    // No large stdio buffer: the reads are megabytes each, and a request smaller than the stdio
-    // buffer would be copied twice (file to buffer to vector) instead of read straight in.
-    if (std::fseek(file_, 0, SEEK_END) != 0) throw InputError("cannot read '" + path + "'");
-    const long long bytes = std::ftell(file_);
-    if (bytes < 0) throw InputError("cannot read '" + path + "': not a regular file");
-    std::rewind(file_);
+CaptureFile::CaptureFile(const std::string& path, SampleFormat format)
+    : path_(path), format_(format), fd_(-1), samples_(0) {
+    fd_ = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd_ < 0) throw InputError("cannot open '" + path + "': " + std::strerror(errno));
+    struct stat st {};
+    if (fstat(fd_, &st) != 0 || S_ISDIR(st.st_mode)) {
+        const int e = S_ISDIR(st.st_mode) ? EISDIR : errno;
+        close(fd_);
+        throw InputError("cannot read '" + path + "': " + std::strerror(e));
+    }
+    // The size from the end offset: the same for a regular file, also right for a block device.
+    const off_t bytes = lseek(fd_, 0, SEEK_END);
+    if (bytes < 0 || !(S_ISREG(st.st_mode) || S_ISBLK(st.st_mode))) {
+        close(fd_);
+        throw InputError("cannot read '" + path + "': not a regular file");
+    }
     const int per = BytesPerSample(format);
-    if (bytes % per != 0)
+    if (bytes % per != 0) {
+        close(fd_);
         throw InputError("'" + path + "' holds " + std::to_string(bytes) +
                          " bytes, not a whole number of " +
                          (format == SampleFormat::CF32 ? "cf32" : "cs16") + " samples (" +
                          std::to_string(per) + " bytes each)");
+    }
     samples_ = bytes / per;
+    // Threads read their blocks one after another from a few places at once; a larger
+    // read-ahead keeps a capture that is not yet in memory streaming. Only advice.
+    posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
 }
 
-CaptureReader::~CaptureReader() {
-    if (file_) std::fclose(file_);
+CaptureFile::~CaptureFile() {
+    close(fd_);
 }
 
-void CaptureReader::Seek(long long index) {
-    if (index < 0 || index > samples_ ||
-        std::fseek(file_, index * BytesPerSample(format_), SEEK_SET) != 0)
-        throw InputError("cannot seek to sample " + std::to_string(index) + " of '" + path_ + "'");
-}
-
-int CaptureReader::Read(Kivo::Cplx32* out, int n) {
-    if (n <= 0) return 0;
-    if (format_ == SampleFormat::CF32) {
-        // The file's layout is exactly the vector's: read straight into it.
-        const size_t got = std::fread(out, sizeof(Kivo::Cplx32), static_cast<size_t>(n), file_);
-        if (got < static_cast<size_t>(n) && std::ferror(file_))
-            throw InputError("error reading '" + path_ + "'");
-        return static_cast<int>(got);
+const void* CaptureFile::Samples(long long index, long long n,
+                                 std::vector<unsigned char>& staging) const {
+    if (index < 0 || n < 0 || index + n > samples_) throw InputError("'" + path_ + "' ended early");
+    const long long per = BytesPerSample(format_);
+    staging.resize(static_cast<size_t>(n * per));
+    size_t done = 0;
+    while (done < staging.size()) {
+        const ssize_t got = pread(fd_, staging.data() + done, staging.size() - done,
+                                  static_cast<off_t>(index * per + static_cast<long long>(done)));
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) throw InputError("error reading '" + path_ + "': " + std::strerror(errno));
+        if (got == 0) throw InputError("'" + path_ + "' ended early");
+        done += static_cast<size_t>(got);
     }
-    staging_.resize(static_cast<size_t>(n) * 2);
-    const size_t got =
-        std::fread(staging_.data(), 2 * sizeof(short), static_cast<size_t>(n), file_);
-    if (got < static_cast<size_t>(n) && std::ferror(file_))
-        throw InputError("error reading '" + path_ + "'");
-    for (size_t i = 0; i < got; ++i) {
-        out[i].re = static_cast<float>(staging_[2 * i]) * scale_;
-        out[i].im = static_cast<float>(staging_[2 * i + 1]) * scale_;
-    }
-    return static_cast<int>(got);
+    return staging.data();
 }
 
 namespace {

@@ -20,28 +20,32 @@ SampleFormat ParseSampleFormat(const std::string& name);
 SampleFormat FormatFromExtension(const std::string& path, SampleFormat fallback);
 int BytesPerSample(SampleFormat f);
 
-/// Sequential reader in large blocks. Throws InputError for a file that cannot be opened or
-/// whose size is not a whole number of samples.
-class CaptureReader {
+/// A capture file opened for reading blocks of samples from any thread (positioned reads, no
+/// shared file position). Throws InputError for a file that cannot be opened or whose size is
+/// not a whole number of samples.
+class CaptureFile {
   public:
-    CaptureReader(const std::string& path, SampleFormat format, double fullScale);
-    ~CaptureReader();
-    CaptureReader(const CaptureReader&) = delete;
-    CaptureReader& operator=(const CaptureReader&) = delete;
+    CaptureFile(const std::string& path, SampleFormat format);
+    ~CaptureFile();
+    CaptureFile(const CaptureFile&) = delete;
+    CaptureFile& operator=(const CaptureFile&) = delete;
 
     long long SampleCount() const { return samples_; }
-    /// Moves to sample `index` (0 <= index <= SampleCount()).
-    void Seek(long long index);
-    /// Reads up to n samples into out; returns how many were read (fewer only at the end).
-    int Read(Kivo::Cplx32* out, int n);
+    SampleFormat Format() const { return format_; }
+    /// Reads samples [index, index + n), as stored in the file, into `staging` (resized) and
+    /// returns its data. Throws InputError when the file cannot be read or ends early. Safe to
+    /// call from several threads, each with its own staging.
+    ///
+    /// Reading into a small buffer that stays in cache costs the same here as mapping the file
+    /// (the copy replaces the page faults and the unmapping of a mapping), and a file that is
+    /// cut short while it is read gives an error instead of a SIGBUS.
+    const void* Samples(long long index, long long n, std::vector<unsigned char>& staging) const;
 
   private:
     std::string path_;
     SampleFormat format_;
-    float scale_;
-    FILE* file_;
+    int fd_;
     long long samples_;
-    std::vector<short> staging_;
 };
 
 /// Writes samples in the given format; cs16 values are scaled by fullScale, rounded and

@@ -75,11 +75,8 @@ WindowResult Measure(Kivo::WindowType window, const std::vector<Kivo::Cplx32>& c
     s.rate = kRate;
     s.center = kCenter;
     TraceComputer c(s);
-    Kivo::VecCplx32 block(kSize);
-    for (int b = 0; b < kBlocks; ++b) {
-        block.Import(&capture[static_cast<size_t>(b) * kSize], kSize);
-        c.Accumulate(block);
-    }
+    for (int b = 0; b < kBlocks; ++b)
+        c.Accumulate(&capture[static_cast<size_t>(b) * kSize]);
     WindowResult r;
     r.trace = c.Finish();
     r.noiseDbHz = NoiseDensityDbHz(c, c.MeanPower());

@@ -1,12 +1,17 @@
 #include "Measurement.h"
 
+#include "CsvNumber.h"
 #include "Options.h"
 
+#include <signal.h>
+
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <stdexcept>
 
 namespace ombrel_tool {
 
@@ -30,10 +35,12 @@ std::string NameList(const Named* list, int n) {
     return s;
 }
 
-// Amplitude in dB as the library's Spectrum computes it: the single-precision 1e-40 keeps a
-// zero bin finite.
-float ToDb(double magnitude) {
-    return static_cast<float>(20.0 * std::log10(magnitude + static_cast<double>(1e-40f)));
+// Amplitude in dB with the same three vector steps as the library's Spectrum: + 1e-40f (keeps a
+// zero bin finite), log10, * 20.
+void ToDb(Kivo::VecReal32& v) {
+    v.Add(1e-40f);
+    Kivo::MathUtils::Log10(v);
+    v.Mul(20.0f);
 }
 }  // namespace
 
@@ -56,61 +63,189 @@ Kivo::DetectorType ParseDetectorName(const std::string& name) {
                      ")");
 }
 
+namespace {
+// The element-wise steps of a block, built for the widest vector unit the processor has.
+// Contraction is off project-wide, so every clone rounds exactly like the scalar loop.
+#if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
+#define OMBREL_TOOL_CLONES __attribute__((target_clones("avx512f", "avx2", "default")))
+#else
+#define OMBREL_TOOL_CLONES
+#endif
+
+// out = in * w over 2N interleaved floats: one rounding per product, as Window::Apply.
+OMBREL_TOOL_CLONES void WindowFloats(const float* __restrict in, const float* __restrict w,
+                                     float* __restrict out, int n) {
+    for (int i = 0; i < n; ++i)
+        out[i] = in[i] * w[i];
+}
+
+// The cs16 conversion (value * scale, rounded to float) followed by the window product.
+OMBREL_TOOL_CLONES void WindowShorts(const short* __restrict in, float scale,
+                                     const float* __restrict w, float* __restrict out, int n) {
+    for (int i = 0; i < n; ++i)
+        out[i] = (static_cast<float>(in[i]) * scale) * w[i];
+}
+
+// sum[k] += re^2 + im^2: the power of each bin as the library computes it in single precision
+// (the square of its magnitude before the root), added up in double.
+OMBREL_TOOL_CLONES void AddPower(const float* __restrict x, double* __restrict sum, int n) {
+    for (int k = 0; k < n; ++k) {
+        const float re = x[2 * k];
+        const float im = x[2 * k + 1];
+        sum[k] += static_cast<double>(re * re + im * im);
+    }
+}
+
+// The power of several spectra added to the sums, block after block for each bin as one at a
+// time would, but a slice of the sums at a time so that it stays in the first-level cache
+// while every spectrum is added to it.
+void AddPowers(std::vector<Kivo::VecCplx32>& spectra, int count, double* sum, int n) {
+    constexpr int kSlice = 512;
+    for (int k0 = 0; k0 < n; k0 += kSlice) {
+        const int m = std::min(kSlice, n - k0);
+        for (int g = 0; g < count; ++g)
+            AddPower(reinterpret_cast<const float*>(&spectra[g][k0]), sum + k0, m);
+    }
+}
+
+// Blocks per batch: the batch's windowed blocks and spectra stay within the second-level cache.
+int BlocksPerBatch(int n) {
+    constexpr long long kBatchBytes = 1 << 18;
+    return static_cast<int>(std::clamp<long long>(kBatchBytes / (16LL * n), 1, 16));
+}
+}  // namespace
+
 TraceComputer::TraceComputer(const TraceSettings& s)
     : settings_(s),
-      spectrum_(s.size, s.window, 0.0f),
+      window_(),
+      transform_(),
+      windowed_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
+      spectrum_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
       powerSum_(static_cast<size_t>(s.size), 0.0),
       meanPower_(static_cast<size_t>(s.size), 0.0),
       binOffsets_(static_cast<size_t>(s.size)),
       blocks_(0),
+      lastBlockHere_(false),
       enbw_(0.0) {
-    // Any non-zero unit gives the linear magnitude; the dB conversion happens once, after the
-    // power average.
-    spectrum_.SetUnit(static_cast<Kivo::PowerUnit>(2));
     Kivo::WindowFactory factory;
-    Kivo::Window* w = factory.MakeWindow(s.window, s.size, 0.0f);
+    std::unique_ptr<Kivo::Window> w(factory.MakeWindow(s.window, s.size, 0.0f));
     enbw_ = w->GetENBW();
-    delete w;
-    // Spectrum's zero-frequency shift puts bin 0 at index N/2.
+    Kivo::VecReal32 c;
+    w->GetCoefficients(c);
+    auto twice = std::make_shared<std::vector<float>>(2 * static_cast<size_t>(s.size));
+    for (int i = 0; i < s.size; ++i)
+        (*twice)[2 * i] = (*twice)[2 * i + 1] = c[i];
+    window_ = std::move(twice);
+    // Zero frequency is shown at index N/2, as Spectrum's shift puts it.
     for (int i = 0; i < s.size; ++i)
         binOffsets_[i] = i - s.size / 2;
 }
 
+TraceComputer::TraceComputer(const TraceSettings& s, const TraceComputer& sameWindow)
+    : settings_(s),
+      window_(sameWindow.window_),
+      transform_(),
+      windowed_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
+      spectrum_(static_cast<size_t>(BlocksPerBatch(s.size)), Kivo::VecCplx32(s.size)),
+      powerSum_(static_cast<size_t>(s.size), 0.0),
+      meanPower_(static_cast<size_t>(s.size), 0.0),
+      binOffsets_(sameWindow.binOffsets_),
+      blocks_(0),
+      lastBlockHere_(false),
+      enbw_(sameWindow.enbw_) {}
+
 TraceComputer::~TraceComputer() = default;
 
-void TraceComputer::Accumulate(const Kivo::VecCplx32& block) {
-    spectrum_.Apply(magnitude_, block);
-    for (int k = 0; k < settings_.size; ++k) {
-        const double m = magnitude_[k];
-        powerSum_[k] += m * m;
+void TraceComputer::Accumulate(const Kivo::Cplx32* blocks, long long count) {
+    const int n = settings_.size;
+    const int batch = BatchBlocks();
+    for (long long done = 0; done < count; done += batch) {
+        const int m = static_cast<int>(std::min<long long>(batch, count - done));
+        for (int g = 0; g < m; ++g)
+            WindowFloats(reinterpret_cast<const float*>(blocks + (done + g) * n), window_->data(),
+                         reinterpret_cast<float*>(&windowed_[g][0]), 2 * n);
+        TransformAndAdd(m);
     }
-    ++blocks_;
+}
+
+void TraceComputer::AccumulateCs16(const short* blocks, long long count, float scale) {
+    const int n = settings_.size;
+    const int batch = BatchBlocks();
+    for (long long done = 0; done < count; done += batch) {
+        const int m = static_cast<int>(std::min<long long>(batch, count - done));
+        for (int g = 0; g < m; ++g)
+            WindowShorts(blocks + 2 * (done + g) * n, scale, window_->data(),
+                         reinterpret_cast<float*>(&windowed_[g][0]), 2 * n);
+        TransformAndAdd(m);
+    }
+}
+
+void TraceComputer::TransformAndAdd(int count) {
+    for (int g = 0; g < count; ++g)
+        transform_.Forward(spectrum_[g], windowed_[g]);
+    AddPowers(spectrum_, count, powerSum_.data(), settings_.size);
+    lastBlockHere_ = blocks_ == 0 && count == 1;
+    blocks_ += count;
+}
+
+void TraceComputer::PrepareTransform() {
+    if (blocks_ != 0) return;  // planned already, and spectrum_[0] may be the block to keep
+    windowed_[0].SetZero();
+    transform_.Forward(spectrum_[0], windowed_[0]);
+}
+
+void TraceComputer::TakeSums(PowerSums& out) {
+    out.power.resize(powerSum_.size());
+    out.power.swap(powerSum_);
+    std::fill(powerSum_.begin(), powerSum_.end(), 0.0);
+    out.blocks = blocks_;
+    blocks_ = 0;
+    lastBlockHere_ = false;
+}
+
+void TraceComputer::AddSums(const PowerSums& part) {
+    if (part.blocks == 0) return;
+    if (part.power.size() != powerSum_.size())
+        throw std::invalid_argument("power sums of another transform length");
+    for (size_t k = 0; k < powerSum_.size(); ++k)
+        powerSum_[k] += part.power[k];
+    blocks_ += part.blocks;
+    lastBlockHere_ = false;
 }
 
 Trace TraceComputer::Finish() {
     const int n = settings_.size;
     averaged_.Resize(n);
-    for (int k = 0; k < n; ++k) {
-        meanPower_[k] = blocks_ ? powerSum_[k] / blocks_ : 0.0;
-        // One block: the magnitude itself, not a rounded sqrt of its square.
-        averaged_[k] = blocks_ == 1 ? magnitude_[k] : static_cast<float>(std::sqrt(meanPower_[k]));
-        powerSum_[k] = 0.0;
+    // A single block gives its magnitude itself, computed in float as Spectrum does, not a
+    // rounded square root of its square.
+    const bool single = blocks_ == 1 && lastBlockHere_;
+    const float* x = reinterpret_cast<const float*>(&spectrum_[0][0]);
+    const int half = n / 2;
+    for (int i = 0; i < n; ++i) {
+        const int k = i < half ? i + n - half : i - half;  // centred index i holds bin k
+        meanPower_[i] = blocks_ ? powerSum_[k] / static_cast<double>(blocks_) : 0.0;
+        averaged_[i] = single ? std::sqrt(x[2 * k] * x[2 * k] + x[2 * k + 1] * x[2 * k + 1])
+                              : static_cast<float>(std::sqrt(meanPower_[i]));
     }
+    std::fill(powerSum_.begin(), powerSum_.end(), 0.0);
     blocks_ = 0;
+    lastBlockHere_ = false;
 
     const double binHz = settings_.rate / n;
     Trace t;
     if (settings_.points <= 0 || settings_.points >= n) {
+        if (!settings_.linear) ToDb(averaged_);
         t.frequencyHz.resize(n);
         t.level.resize(n);
         for (int k = 0; k < n; ++k) {
             t.frequencyHz[k] = settings_.center + binOffsets_[k] * binHz;
-            t.level[k] = settings_.linear ? averaged_[k] : ToDb(averaged_[k]);
+            t.level[k] = averaged_[k];
         }
         return t;
     }
     const int factor = n / settings_.points;
     Kivo::DSPUtils::Detect(detected_, averaged_, factor, settings_.detector);
+    if (!settings_.linear) ToDb(detected_);
     const int m = detected_.GetSize();
     const bool pairs = settings_.detector == Kivo::DETECTOR_MAXMIN;
     t.frequencyHz.resize(m);
@@ -123,61 +258,81 @@ Trace TraceComputer::Finish() {
         t.frequencyHz[j] = settings_.detector == Kivo::DETECTOR_SAMPLE
                                ? first
                                : first + 0.5 * (factor - 1) * binHz;
-        t.level[j] = settings_.linear ? detected_[j] : ToDb(detected_[j]);
+        t.level[j] = detected_[j];
     }
     return t;
 }
 
-void WriteCsv(FILE* f, const std::vector<Trace>& traces, bool linear) {
-    const bool several = traces.size() > 1;
-    std::fprintf(f, several ? "trace,frequency_hz,%s\n" : "frequency_hz,%s\n",
-                 linear ? "magnitude" : "level_db");
-    // Formatted with to_chars into one buffer: printf-style formatting of a long run of traces
-    // costs more than computing them.
-    std::vector<char> buf(1 << 16);
-    size_t used = 0;
-    auto flush = [&] {
-        std::fwrite(buf.data(), 1, used, f);
-        used = 0;
-    };
-    // The traces share one frequency axis: its text is made once.
-    std::string axis;
-    std::vector<size_t> axisEnd;
-    std::vector<double> axisFrequencies;
-    auto axisFor = [&](const Trace& tr) {
-        if (!axisEnd.empty() && tr.frequencyHz == axisFrequencies) return;
-        axisFrequencies = tr.frequencyHz;
-        axis.clear();
-        axisEnd.clear();
+std::string CsvFormatter::Header() const {
+    return std::string(several_ ? "trace,frequency_hz," : "frequency_hz,") +
+           (linear_ ? "magnitude\n" : "level_db\n");
+}
+
+char* TextBuffer::Reserve(size_t more) {
+    if (capacity_ - size_ < more) {
+        const size_t capacity = std::max(size_ + more, 2 * capacity_);
+        std::unique_ptr<char[]> bigger(new char[capacity]);
+        if (size_) std::memcpy(bigger.get(), data_.get(), size_);
+        data_ = std::move(bigger);
+        capacity_ = capacity;
+    }
+    return data_.get() + size_;
+}
+
+void TextBuffer::Append(const std::string& text) {
+    char* p = Reserve(text.size());
+    std::memcpy(p, text.data(), text.size());
+    Commit(p + text.size());
+}
+
+void CsvFormatter::Append(TextBuffer& out, const Trace& tr, long long index) {
+    // Traces share one frequency axis: its text is made once.
+    if (axisEnd_.empty() || tr.frequencyHz != axisFrequencies_) {
+        axisFrequencies_ = tr.frequencyHz;
+        axis_.clear();
+        axisEnd_.clear();
         char num[64];
         for (double f : tr.frequencyHz) {
             char* e = std::to_chars(num, num + sizeof num, f, std::chars_format::fixed, 3).ptr;
-            axis.append(num, e);
-            axis.push_back(',');
-            axisEnd.push_back(axis.size());
-        }
-    };
-    for (size_t t = 0; t < traces.size(); ++t) {
-        const Trace& tr = traces[t];
-        axisFor(tr);
-        for (size_t i = 0; i < tr.level.size(); ++i) {
-            if (buf.size() - used < 128) flush();
-            char* p = buf.data() + used;
-            char* const end = buf.data() + buf.size();
-            if (several) {
-                p = std::to_chars(p, end, t).ptr;
-                *p++ = ',';
-            }
-            const size_t from = i ? axisEnd[i - 1] : 0;
-            std::memcpy(p, axis.data() + from, axisEnd[i] - from);
-            p += axisEnd[i] - from;
-            p = linear ? std::to_chars(p, end, tr.level[i], std::chars_format::general, 9).ptr
-                       : std::to_chars(p, end, tr.level[i], std::chars_format::fixed, 4).ptr;
-            *p++ = '\n';
-            used = static_cast<size_t>(p - buf.data());
+            axis_.append(num, e);
+            axis_.push_back(',');
+            axisEnd_.push_back(axis_.size());
         }
     }
-    flush();
+    char prefix[32];
+    size_t prefixLength = 0;
+    if (several_) {
+        char* e = std::to_chars(prefix, prefix + sizeof prefix, index).ptr;
+        *e++ = ',';
+        prefixLength = static_cast<size_t>(e - prefix);
+    }
+    // 64 bytes per row is more than any level takes.
+    constexpr size_t kLevelRoom = 64;
+    char* p = out.Reserve(axis_.size() + tr.level.size() * (prefixLength + kLevelRoom));
+    char* const end = p + axis_.size() + tr.level.size() * (prefixLength + kLevelRoom);
+    for (size_t i = 0; i < tr.level.size(); ++i) {
+        std::memcpy(p, prefix, prefixLength);
+        p += prefixLength;
+        const size_t from = i ? axisEnd_[i - 1] : 0;
+        std::memcpy(p, axis_.data() + from, axisEnd_[i] - from);
+        p += axisEnd_[i] - from;
+        p = linear_ ? std::to_chars(p, end, tr.level[i], std::chars_format::general, 9).ptr
+                    : FormatFixed4(p, end, tr.level[i]);
+        *p++ = '\n';
+    }
+    out.Commit(p);
+}
+
+void WriteCsv(FILE* f, const std::vector<Trace>& traces, bool linear) {
+    CsvFormatter csv(linear, traces.size() > 1);
+    TextBuffer text;
+    text.Append(csv.Header());
+    for (size_t t = 0; t < traces.size(); ++t) {
+        csv.Append(text, traces[t], static_cast<long long>(t));
+        std::fwrite(text.Data(), 1, text.Size(), f);
+        text.Clear();
+    }
+    std::fwrite(text.Data(), 1, text.Size(), f);
 }
 
 namespace {
@@ -237,13 +392,22 @@ void PlotTrace(const std::string& pngPath, const Trace& trace, const PlotLabels&
     }
     script += "plot '" + std::string(dataPath) + "' using 1:2 with lines lw 1.2 lc rgb '#1f4e9c'\n";
 
+    // A gnuplot that is missing or exits early closes the pipe: writing to it must fail with
+    // an error, not kill the program with SIGPIPE (which would also leave the partial CSV).
+    struct sigaction ignore {
+    }, previous{};
+    ignore.sa_handler = SIG_IGN;
+    sigemptyset(&ignore.sa_mask);
+    sigaction(SIGPIPE, &ignore, &previous);
     FILE* gp = popen("gnuplot 1>&2", "w");
     if (!gp) {
+        sigaction(SIGPIPE, &previous, nullptr);
         std::remove(dataPath);
         throw InputError("cannot run gnuplot");
     }
     std::fputs(script.c_str(), gp);
     const int status = pclose(gp);
+    sigaction(SIGPIPE, &previous, nullptr);
     std::remove(dataPath);
     if (status != 0 || std::rename(partial.c_str(), pngPath.c_str()) != 0) {
         std::remove(partial.c_str());

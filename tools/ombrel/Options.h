@@ -64,11 +64,20 @@ class AtomicOutput {
 class WisdomCache {
   public:
     WisdomCache(const std::string& explicitPath, bool disabled);
-    /// Saves what this run has learned.
+    /// Removes what Export wrote if Save did not put it in place.
+    ~WisdomCache();
+    WisdomCache(const WisdomCache&) = delete;
+    WisdomCache& operator=(const WisdomCache&) = delete;
+    /// Writes what this run has learned under a temporary name. It may run on another thread
+    /// while transforms are computed, once every plan the command needs has been made.
+    void Export();
+    /// Puts what Export wrote (exporting first if needed) in place of the cache file.
     void Save();
 
   private:
     std::string path_;
+    std::string partial_;
+    bool exported_ = false;
 };
 
 }  // namespace ombrel_tool

@@ -3,13 +3,16 @@
 #include "Commands.h"
 #include "Measurement.h"
 #include "Options.h"
+#include "TraceJob.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <exception>
+#include <future>
 #include <memory>
+#include <string>
+#include <system_error>
 #include <thread>
-#include <vector>
 
 namespace ombrel_tool {
 
@@ -34,7 +37,8 @@ const char* kSpectrumHelp =
     "  --out FILE.csv       write the trace there (default: standard output)\n"
     "  --plot FILE.png      draw the trace with gnuplot (one trace only)\n"
     "  --wisdom FILE        FFTW plan cache (default ~/.cache/ombrel/fftw-wisdom)\n"
-    "  --no-wisdom          measure plans afresh and keep nothing\n";
+    "  --no-wisdom          measure plans afresh and keep nothing\n"
+    "  --threads N          worker threads (default: one per processor)\n";
 }  // namespace
 
 int RunSpectrum(int argc, char** argv) {
@@ -48,10 +52,11 @@ int RunSpectrum(int argc, char** argv) {
         --argc;
         ++argv;
     }
-    const Options o(argc, argv,
-                    {"in", "rate", "center", "format", "full-scale", "size", "window", "unit",
-                     "average", "traces", "offset", "points", "detector", "out", "plot", "wisdom"},
-                    {"no-wisdom"});
+    const Options o(
+        argc, argv,
+        {"in", "rate", "center", "format", "full-scale", "size", "window", "unit", "average",
+         "traces", "offset", "points", "detector", "out", "plot", "wisdom", "threads"},
+        {"no-wisdom"});
     if (input.empty()) input = o.Get("in", "");
     if (input.empty()) throw UsageError("no capture file given (ombrel spectrum FILE --rate HZ)");
     if (!o.Has("rate")) throw UsageError("--rate HZ is required");
@@ -89,11 +94,17 @@ int RunSpectrum(int argc, char** argv) {
     const double fullScale = o.GetDouble("full-scale", 32768.0);
     if (fullScale <= 0.0) throw UsageError("--full-scale must be positive");
 
-    CaptureReader reader(input, format, fullScale);
-    const long long available = reader.SampleCount() - std::min(offset, reader.SampleCount());
+    long long threads = 0;  // 0: one per processor
+    if (o.Has("threads")) {
+        threads = o.GetInt("threads", 0);
+        if (threads <= 0) throw UsageError("--threads must be positive");
+    }
+
+    const CaptureFile capture(input, format);
+    const long long available = capture.SampleCount() - std::min(offset, capture.SampleCount());
     const long long perTrace = average * s.size;
     if (available < s.size)
-        throw InputError("'" + input + "' holds " + std::to_string(reader.SampleCount()) +
+        throw InputError("'" + input + "' holds " + std::to_string(capture.SampleCount()) +
                          " samples" +
                          (offset ? " (" + std::to_string(available) + " after --offset)" : "") +
                          ", fewer than one block of " + std::to_string(s.size));
@@ -108,74 +119,74 @@ int RunSpectrum(int argc, char** argv) {
                          " trace(s) of " + std::to_string(average) + " blocks of " +
                          std::to_string(s.size));
     if (o.Has("plot") && traces != 1) throw UsageError("--plot draws a single trace (--traces 1)");
-    reader.Seek(offset);
 
+    // Making the window and reading the plan cache do not depend on each other: they run side
+    // by side (each takes a millisecond or two).
+    std::unique_ptr<TraceComputer> computer;
+    std::future<std::unique_ptr<TraceComputer>> computerReady;
+    try {
+        computerReady =
+            std::async(std::launch::async, [&s] { return std::make_unique<TraceComputer>(s); });
+    } catch (const std::system_error&) {
+        computer = std::make_unique<TraceComputer>(s);  // no thread to spare
+    }
     WisdomCache wisdom(o.Get("wisdom", ""), o.Has("no-wisdom"));
-    TraceComputer computer(s);
-    // Two chunks of many blocks each: a reader thread fills one while the blocks of the other are
-    // computed, so reading the file overlaps the computation instead of adding to it.
-    const int blocksPerRead = std::max(1, static_cast<int>((1 << 21) / s.size));
-    Kivo::VecCplx32 chunks[2] = {Kivo::VecCplx32(blocksPerRead * s.size),
-                                 Kivo::VecCplx32(blocksPerRead * s.size)};
-    std::vector<Trace> out;
-    out.reserve(static_cast<size_t>(traces));
-    long long blocksLeft = traces * average;
-    auto readInto = [&](Kivo::VecCplx32& chunk, long long left) {
-        const int want = static_cast<int>(std::min<long long>(left, blocksPerRead));
-        chunk.Resize(want * s.size);
-        if (reader.Read(&chunk[0], want * s.size) != want * s.size)
-            throw InputError("'" + input + "' ended early");
-        return want;
-    };
-    int current = 0;
-    int want = readInto(chunks[0], blocksLeft);
-    int inTrace = 0;
-    while (blocksLeft > 0) {
-        Kivo::VecCplx32& chunk = chunks[current];
-        const long long afterThis = blocksLeft - want;
-        int nextWant = 0;
-        std::exception_ptr readError;
-        std::thread prefetch;
-        if (afterThis > 0) {
-            prefetch = std::thread([&] {
-                try {
-                    nextWant = readInto(chunks[1 - current], afterThis);
-                } catch (...) {
-                    readError = std::current_exception();
-                }
-            });
-        }
-        for (int b = 0; b < want; ++b) {
-            // A view on block b of the chunk: no copy. Resize below restores the whole view.
-            chunk.Truncate(b * s.size, s.size);
-            computer.Accumulate(chunk);
-            chunk.Resize(want * s.size);
-            if (++inTrace == average) {
-                out.push_back(computer.Finish());
-                inTrace = 0;
+    if (!computer) computer = computerReady.get();
+    // With the one plan the command needs made now, the plan cache is written out while the
+    // traces are computed; it is put in place once the command has succeeded.
+    computer->PrepareTransform();
+    std::thread exporter;
+    try {
+        exporter = std::thread([&wisdom] {
+            try {
+                wisdom.Export();
+            } catch (...) {
+                // The cache never fails the command; Save tries again.
             }
+        });
+    } catch (const std::system_error&) {
+        // Save exports it at the end.
+    }
+    struct JoinAtExit {
+        std::thread& thread;
+        ~JoinAtExit() {
+            if (thread.joinable()) thread.join();
         }
-        if (prefetch.joinable()) prefetch.join();
-        if (readError) std::rethrow_exception(readError);
-        blocksLeft = afterThis;
-        want = nextWant;
-        current = 1 - current;
-    }
-
-    // The CSV is committed only after the plot succeeded: an error leaves no output behind.
+    } joinExporter{exporter};
+    // The CSV file is created before the work starts and receives each trace as soon as it is
+    // formatted; it replaces the named file only once everything, the plot included, succeeded.
     std::unique_ptr<AtomicOutput> csv;
-    if (o.Has("out")) {
-        csv = std::make_unique<AtomicOutput>(o.Get("out", ""));
-        WriteCsv(csv->File(), out, s.linear);
-    }
+    if (o.Has("out")) csv = std::make_unique<AtomicOutput>(o.Get("out", ""));
+    // Standard output has no undo: with a plot, the text waits until the plot is drawn.
+    std::string deferred;
+    FILE* const sink = csv ? csv->File() : stdout;
+    const bool defer = !csv && o.Has("plot");
+
+    TraceJob job;
+    job.settings = s;
+    job.computer = computer.get();
+    job.capture = &capture;
+    job.firstSample = offset;
+    job.average = average;
+    job.traces = traces;
+    job.scale = static_cast<float>(1.0 / fullScale);
+    job.threads = static_cast<int>(std::min<long long>(threads ? threads : ProcessorCount(), 256));
+    job.keepFirst = o.Has("plot");
+    job.write = [&](const char* text, size_t size) {
+        if (defer)
+            deferred.append(text, size);
+        else
+            std::fwrite(text, 1, size, sink);
+    };
+    const TraceJobResult result = RunTraceJob(job);
+
     if (o.Has("plot")) {
-        PlotTrace(o.Get("plot", ""), out.front(),
-                  PlotLabels{s.center, s.rate, computer.RbwHz(), WindowName(s.window), s.linear});
+        PlotTrace(o.Get("plot", ""), result.first,
+                  PlotLabels{s.center, s.rate, result.rbwHz, WindowName(s.window), s.linear});
     }
-    if (csv)
-        csv->Commit();
-    else
-        WriteCsv(stdout, out, s.linear);
+    if (csv) csv->Commit();
+    if (defer) std::fwrite(deferred.data(), 1, deferred.size(), stdout);
+    if (exporter.joinable()) exporter.join();
     wisdom.Save();
     return 0;
 }
