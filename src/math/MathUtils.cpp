@@ -4,8 +4,6 @@
 #include <ombrel/math/MathUtils.h>
 #include <ombrel/math/Memory.h>
 
-#include <lapacke.h>
-
 #include <algorithm>
 #include <cmath>
 #include <complex>
@@ -14,6 +12,7 @@
 #include <type_traits>
 
 #include "kernels/Error.h"
+#include "kernels/Lapack.h"
 #include "kernels/SelfTest.h"
 #include "kernels/SignalKernels.h"
 #include "kernels/VecMath.h"
@@ -296,17 +295,19 @@ struct KivoDeleter {
     void operator()(void* p) const { KivoDelete(p); }
 };
 
-lapack_int Getrf(int n, float* a, lapack_int* ipiv) {
-    return LAPACKE_sgetrf(LAPACK_COL_MAJOR, n, n, a, n, ipiv);
+lapack_int Getrf(const kernels::LapackRoutines& l, int n, float* a, lapack_int* ipiv) {
+    return l.sgetrf(LAPACK_COL_MAJOR, n, n, a, n, ipiv);
 }
-lapack_int Getrf(int n, double* a, lapack_int* ipiv) {
-    return LAPACKE_dgetrf(LAPACK_COL_MAJOR, n, n, a, n, ipiv);
+lapack_int Getrf(const kernels::LapackRoutines& l, int n, double* a, lapack_int* ipiv) {
+    return l.dgetrf(LAPACK_COL_MAJOR, n, n, a, n, ipiv);
 }
-lapack_int Getri(int n, float* a, const lapack_int* ipiv, float* work, int lwork) {
-    return LAPACKE_sgetri_work(LAPACK_COL_MAJOR, n, a, n, ipiv, work, lwork);
+lapack_int Getri(const kernels::LapackRoutines& l, int n, float* a, const lapack_int* ipiv,
+                 float* work, int lwork) {
+    return l.sgetriWork(LAPACK_COL_MAJOR, n, a, n, ipiv, work, lwork);
 }
-lapack_int Getri(int n, double* a, const lapack_int* ipiv, double* work, int lwork) {
-    return LAPACKE_dgetri_work(LAPACK_COL_MAJOR, n, a, n, ipiv, work, lwork);
+lapack_int Getri(const kernels::LapackRoutines& l, int n, double* a, const lapack_int* ipiv,
+                 double* work, int lwork) {
+    return l.dgetriWork(LAPACK_COL_MAJOR, n, a, n, ipiv, work, lwork);
 }
 
 float* AllocT(float*, int n) {
@@ -335,9 +336,12 @@ void InvImpl(Mat& r, const Mat& a) {
     for (int i = 0; i < n; ++i)
         std::memcpy(work.get() + static_cast<long long>(i) * n, a[i], sizeof(T) * n);
     static_assert(sizeof(lapack_int) == sizeof(int));
-    lapack_int info = Getrf(n, work.get(), ipiv.get());
+    // LAPACKE is loaded on the first inversion; a system without it gets an error, not a crash.
+    const kernels::LapackRoutines* lapack = kernels::Lapack();
+    if (!lapack) KIVO_THROW(KIVO_UNEXPECTED_SOFTWARE_ERROR);
+    lapack_int info = Getrf(*lapack, n, work.get(), ipiv.get());
     if (info != 0) KIVO_THROW(KIVO_SINGULAR_MATRIX);
-    info = Getri(n, work.get(), ipiv.get(), ws.get(), 64 * n);
+    info = Getri(*lapack, n, work.get(), ipiv.get(), ws.get(), 64 * n);
     if (info != 0) KIVO_THROW(KIVO_SINGULAR_MATRIX);
     r.Resize(n, n);
     for (int i = 0; i < n; ++i)
