@@ -3,6 +3,9 @@
 
 #include <algorithm>
 #include <cmath>
+#if defined(__x86_64__) && defined(__GNUC__)
+#include <immintrin.h>
+#endif
 #include <cstring>
 #include <limits>
 #include <type_traits>
@@ -241,10 +244,57 @@ void DetectMaxMin(const float* src, int buckets, int factor, float* dst) {
     }
 }
 
+#if defined(__x86_64__) && defined(__GNUC__)
+// The AVE detector for factors that are multiples of 8, four buckets at a time with AVX2
+// intrinsics: the same additions in the same order as SumFour, so the same results, but g++ 12
+// compiles SumFour's generic vectors into 128-bit conversions, stack spills and reloads, which
+// made the detector compute-bound (about half the read bandwidth the MAX detector reaches).
+// Returns the number of buckets done.
+// One bucket's sum in four double lanes: acc = (q0..3 + q4..7), then acc += (next 4 + next 4).
+__attribute__((target("avx2"), always_inline)) inline __m256d BucketSumAvx2(const float* q,
+                                                                            int factor) {
+    __m256d acc =
+        _mm256_add_pd(_mm256_cvtps_pd(_mm_loadu_ps(q)), _mm256_cvtps_pd(_mm_loadu_ps(q + 4)));
+    for (int i = 8; i < factor; i += 8)
+        acc = _mm256_add_pd(acc, _mm256_add_pd(_mm256_cvtps_pd(_mm_loadu_ps(q + i)),
+                                               _mm256_cvtps_pd(_mm_loadu_ps(q + i + 4))));
+    return acc;
+}
+
+__attribute__((target("avx2"))) int DetectAveAvx2(const float* src, int buckets, int factor,
+                                                  float* dst) {
+    const bool powerOfTwo = (factor & (factor - 1)) == 0;
+    const __m256d divisor = _mm256_set1_pd(factor);
+    const __m256d inverse = _mm256_set1_pd(1.0 / factor);
+    int k = 0;
+    for (; k + 4 <= buckets; k += 4) {
+        const float* p = src + static_cast<long>(k) * factor;
+        // Written out per bucket so that the four accumulators stay in registers.
+        const __m256d s[4] = {BucketSumAvx2(p, factor), BucketSumAvx2(p + factor, factor),
+                              BucketSumAvx2(p + 2L * factor, factor),
+                              BucketSumAvx2(p + 3L * factor, factor)};
+        // [s0[0]+s0[1], s1[0]+s1[1], s0[2]+s0[3], s1[2]+s1[3]], likewise for s2, s3; then the
+        // low halves plus the high halves: the bucket sums in order.
+        const __m256d t01 = _mm256_hadd_pd(s[0], s[1]);
+        const __m256d t23 = _mm256_hadd_pd(s[2], s[3]);
+        const __m256d sums = _mm256_add_pd(_mm256_permute2f128_pd(t01, t23, 0x20),
+                                           _mm256_permute2f128_pd(t01, t23, 0x31));
+        const __m256d means =
+            powerOfTwo ? _mm256_mul_pd(sums, inverse) : _mm256_div_pd(sums, divisor);
+        _mm_storeu_ps(dst + k, _mm256_cvtpd_ps(means));
+    }
+    return k;
+}
+#endif
+
 KIVO_HOT_CLONES void DetectAve(const float* src, int buckets, int factor, float* dst) {
     const double n = factor;
     int k = 0;
-    if (factor % 8 == 0) {
+#if defined(__x86_64__) && defined(__GNUC__)
+    if (factor % 8 == 0 && __builtin_cpu_supports("avx2"))
+        k = DetectAveAvx2(src, buckets, factor, dst);
+#endif
+    if (k == 0 && factor % 8 == 0) {
         // Four divisions per instruction (scalar divisions alone would cost more than reading
         // the trace); for a power-of-two factor a multiplication by 1/factor, which is exact
         // and therefore gives the same quotient.
