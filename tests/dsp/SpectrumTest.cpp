@@ -215,12 +215,12 @@ TEST(Spectrum, DbTraceAndWorkVectorsEqualTheStepByStepComputation) {
                 s.Apply(trace, xr);
             else
                 s.Apply(trace, x);
-            const VecCplx32& spec = s.*Get(SpectrumCplxTag{});
+            const VecCplx32& bins = s.*Get(SpectrumCplxTag{});
             VecReal32 mag, shifted, db;
             if (real)
-                DSPUtils::Mag(mag, spec);
+                DSPUtils::Mag(mag, bins);
             else
-                MathUtils::Abs(mag, spec);
+                MathUtils::Abs(mag, bins);
             DSPUtils::FFTShift(shifted, mag);
             shifted.Add(1e-40f);
             MathUtils::Log10(db, shifted);
