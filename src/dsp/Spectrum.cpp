@@ -84,10 +84,11 @@ void AmplitudeDbShifted(const VecCplx32& spectrum, VecReal32& magnitude, VecReal
                         VecReal32& trace, int n) {
     shifted.Resize(n);
     trace.Resize(n);
-    const float* c = reinterpret_cast<const float*>(kernels::VectorAccess::Data(spectrum));
-    float* mag = &magnitude[0];
-    float* lin = &shifted[0];
-    float* db = &trace[0];
+    using kernels::VectorAccess;
+    const float* c = reinterpret_cast<const float*>(VectorAccess::Data(spectrum));
+    float* mag = VectorAccess::Data(magnitude);
+    float* lin = VectorAccess::Data(shifted);
+    float* db = VectorAccess::Data(trace);
     const int h = n / 2;
     kernels::VecAmplitudeDb(c, mag, lin + h, db + h, kFloor, n - h);
     kernels::VecAmplitudeDb(c + 2 * (n - h), mag + (n - h), lin, db, kFloor, h);
@@ -98,7 +99,7 @@ void AmplitudeDbShifted(const VecCplx32& spectrum, VecReal32& magnitude, VecReal
 void Spectrum::Apply(VecReal32& trace, const VecCplx32& samples) {
     window->Apply(windowedCplx, samples);
     transform->Forward(spectrumCplx, windowedCplx);
-    if (unit == POWER_UNIT_DB && size > 0) {
+    if (unit == POWER_UNIT_DB) {
         AmplitudeDbShifted(spectrumCplx, magnitude, shifted, trace, size);
         return;
     }
@@ -112,7 +113,7 @@ void Spectrum::Apply(VecReal32& trace, const VecReal32& samples) {
     // The real path takes its magnitude from the signal utilities, the complex path from the
     // math utilities; both compute sqrt(re² + im²) with the same roundings, which is also what
     // the one-pass dB step computes.
-    if (unit == POWER_UNIT_DB && size > 0) {
+    if (unit == POWER_UNIT_DB) {
         AmplitudeDbShifted(spectrumCplx, magnitude, shifted, trace, size);
         return;
     }
@@ -120,16 +121,12 @@ void Spectrum::Apply(VecReal32& trace, const VecReal32& samples) {
     Finish(trace);
 }
 
+// The linear trace: shift, then a copy (the dB trace is made in one pass by AmplitudeDbShifted).
 void Spectrum::Finish(VecReal32& trace) {
     DSPUtils::FFTShift(shifted, magnitude);
-    if (unit != POWER_UNIT_DB) {
-        // A copy of the linear trace. Import keeps trace's buffer when it is large enough,
-        // where assignment would reallocate on every block.
-        trace.Import(&shifted[0], size);
-        return;
-    }
-    // Only an empty block reaches here in dB: the dB trace of any other is made in one pass.
-    trace.Resize(size);
+    // A copy of the linear trace. Import keeps trace's buffer when it is large enough, where
+    // assignment would reallocate on every block.
+    trace.Import(&shifted[0], size);
 }
 
 bool Spectrum::UnitTest(UnitTestRecorder& recorder) {
