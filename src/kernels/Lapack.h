@@ -1,7 +1,8 @@
 // The four LAPACK routines the library uses (LU factorisation and inversion from an LU), reached
 // through LAPACKE loaded on first use rather than linked: LAPACKE brings OpenBLAS, LAPACK and the
 // Fortran run time with it, whose loading and initialisation cost every program that links the
-// library about 5 ms at start-up, although only matrix inversion needs them.
+// library several ms at start-up (ombrel --version: 7.7 ms linked, 4.0 ms loaded on use),
+// although only matrix inversion needs them.
 #pragma once
 
 #include <lapacke.h>

@@ -29,9 +29,9 @@
 // cases stay exact: log 1 = +0, and log10(10^k) for k = 0..10 gives the integer k.
 //
 // A table in registers costs one vpermps per constant; gathers are slower on every AVX2
-// processor, and eight subintervals keep the polynomial at degree 4. Measured on AMD Zen: about
-// 1.4 cycles per float, against 2.3 for the same reduction done in double precision with a
-// division.
+// processor, and eight subintervals keep the polynomial at degree 4. Measured on AMD Zen (4096
+// floats in the first-level cache, best of 20,000 runs): 1.3 to 1.7 time-stamp ticks per float,
+// against 2.3 to 2.4 for the same reduction done in double precision with a division.
 #pragma once
 
 #include <immintrin.h>

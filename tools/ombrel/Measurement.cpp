@@ -73,6 +73,8 @@ namespace {
 #endif
 
 // out = in * w over 2N interleaved floats: one rounding per product, as Window::Apply.
+// Window::Apply itself takes vectors, and the blocks here are raw memory (the read buffer, or an
+// in-memory capture), so the tool keeps the window's 2N coefficients and multiplies them itself.
 OMBREL_TOOL_CLONES void WindowFloats(const float* __restrict in, const float* __restrict w,
                                      float* __restrict out, int n) {
     for (int i = 0; i < n; ++i)
